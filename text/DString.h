@@ -16,7 +16,9 @@ struct DStringInternal {
   int32_t length;             // units in use, terminator excluded
   uint32_t capacityAndFlags;  // bits 0-29 capacity, bit 30 hash stale
   uint32_t hash;
-  uint16_t units[2];          // capacity + 1 units in a heap record; room for a wide terminator here
+  // The units follow the header directly: capacity + 1 of them in a heap record.
+  uint16_t* Units() { return reinterpret_cast<uint16_t*>(this + 1); }
+  uint16_t const* Units() const { return reinterpret_cast<uint16_t const*>(this + 1); }
 
   static const uint32_t kCapacityMask = 0x3FFFFFFFu;
   static const uint32_t kHashStale = 0x40000000u;
@@ -30,7 +32,7 @@ struct DStringInternal {
   bool IsHashStale() const { return (capacityAndFlags & kHashStale) != 0; }
 };
 
-extern DStringInternal _DStringEmpty;
+extern DStringInternal& _DStringEmpty;
 extern DStringInternal* _DStringEmptyPtr;
 
 // The one text value: a handle of one pointer on a shared record. Copies share the
@@ -52,7 +54,7 @@ class DString {
   bool IsEmpty() const { return _p == nullptr || _p->length == 0; }
   int Length() const { return _p ? _p->length : 0; }
   int GetLengthInChar() const { return Length(); }
-  unsigned short const* ConvertToUCChar() const { return _p ? _p->units : nullptr; }
+  unsigned short const* ConvertToUCChar() const { return _p ? _p->Units() : nullptr; }
   void const* GetBinDump(unsigned int& size) const;
   wchar_t operator[](int index) const;
   int SetCapacity(int capacity);
