@@ -1,0 +1,22 @@
+#ifndef ZYN_TESTS_CHILDPROCESS_H
+#define ZYN_TESTS_CHILDPROCESS_H
+
+#include <string>
+#include <vector>
+
+struct ChildResult {
+  int status = -1;  // exit status, or 128 + signal number
+  std::string out;  // standard output
+  std::string err;  // standard error
+};
+
+// Runs `argv[0]` with exactly the arguments `argv` (entry 0 included) and the
+// environment entries "NAME=value" of `env` added to ours (an entry "NAME" without '='
+// removes the variable), feeding `input` on standard input. Waits for it to end.
+ChildResult RunChild(std::vector<std::string> const& argv, std::vector<std::string> const& env = {},
+                     std::string const& input = "", std::string const& workingDir = "");
+
+// The path of the running test binary, for probes that must start in a fresh process.
+std::string SelfExecutable();
+
+#endif
