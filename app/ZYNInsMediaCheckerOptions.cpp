@@ -1,0 +1,3 @@
+#include "ZYNInsMediaCheckerOptions.h"
+
+bool ZYNInsMediaCheckerOptions::_quiet = false;
