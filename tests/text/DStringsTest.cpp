@@ -1,0 +1,281 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "DStrings.h"
+
+namespace {
+
+std::wstring Text(DString const& s) {
+  std::wstring out;
+  for (int i = 0; i < s.Length(); ++i) out += s[i];
+  return out;
+}
+
+std::vector<std::wstring> Texts(DStrings const& v) {
+  std::vector<std::wstring> out;
+  for (int i = 0; i < v.GetLength(); ++i) out.push_back(Text(*v.GetAsPtr(i)));
+  return out;
+}
+
+DStrings Make(std::vector<std::wstring> const& texts) {
+  DStrings v;
+  for (std::wstring const& t : texts) v.PutBack(DString(t.c_str()));
+  return v;
+}
+
+DString Units(std::vector<unsigned short> const& units) {
+  return DString(units.data(), static_cast<int>(units.size()));
+}
+
+using W = std::vector<std::wstring>;
+
+}  // namespace
+
+TEST(DStrings, EditingOperationsGiveResultAndContents) {
+  struct Case {
+    const char* name;
+    std::function<int(DStrings&)> op;
+    int result;
+    W after;
+  };
+  const DStrings pqr = Make({L"p", L"q", L"r"});
+  const DString buffer[] = {L"p", L"q"};
+  const Case cases[] = {
+      {"insert at count appends", [](DStrings& v) { return v.Insert(4, DString(L"x")); }, 0, {L"a", L"b", L"c", L"d", L"x"}},
+      {"insert past count fails", [](DStrings& v) { return v.Insert(5, DString(L"x")); }, ZYN_E_FAIL, {L"a", L"b", L"c", L"d"}},
+      {"insert at -1 fails", [](DStrings& v) { return v.Insert(-1, DString(L"x")); }, ZYN_E_FAIL, {L"a", L"b", L"c", L"d"}},
+      {"insert vector", [&](DStrings& v) { return v.Insert(1, pqr); }, 0, {L"a", L"p", L"q", L"r", L"b", L"c", L"d"}},
+      {"insert empty vector", [](DStrings& v) { return v.Insert(0, DStrings()); }, 0, {L"a", L"b", L"c", L"d"}},
+      {"insert range", [&](DStrings& v) { return v.Insert(1, pqr, 1, 3); }, 0, {L"a", L"q", L"r", L"b", L"c", L"d"}},
+      {"insert empty range fails", [&](DStrings& v) { return v.Insert(1, pqr, 2, 2); }, ZYN_E_FAIL, {L"a", L"b", L"c", L"d"}},
+      {"insert buffer", [&](DStrings& v) { return v.Insert(2, buffer, 2); }, 0, {L"a", L"b", L"p", L"q", L"c", L"d"}},
+      {"insert null buffer fails", [](DStrings& v) { return v.Insert(0, nullptr, 1); }, ZYN_E_FAIL, {L"a", L"b", L"c", L"d"}},
+      {"insert zero count fails", [&](DStrings& v) { return v.Insert(0, buffer, 0); }, ZYN_E_FAIL, {L"a", L"b", L"c", L"d"}},
+      {"put front", [](DStrings& v) { return v.PutFront(DString(L"x")); }, 0, {L"x", L"a", L"b", L"c", L"d"}},
+      {"put back vector", [&](DStrings& v) { return v.PutBack(pqr); }, 0, {L"a", L"b", L"c", L"d", L"p", L"q", L"r"}},
+      {"insert itself", [](DStrings& v) { return v.Insert(1, v); }, 0, {L"a", L"a", L"b", L"c", L"d", L"b", L"c", L"d"}},
+      {"put back own element while growing", [](DStrings& v) { return v.PutBack(*v.GetAsPtr(1)); }, 0, {L"a", L"b", L"c", L"d", L"b"}},
+      {"insert own elements while growing", [](DStrings& v) { return v.Insert(0, v.GetAsPtr(2), 2); }, 0, {L"c", L"d", L"a", L"b", L"c", L"d"}},
+      {"remove", [](DStrings& v) { return v.Remove(1); }, 0, {L"a", L"c", L"d"}},
+      {"remove at count fails", [](DStrings& v) { return v.Remove(4); }, ZYN_E_FAIL, {L"a", L"b", L"c", L"d"}},
+      {"remove range", [](DStrings& v) { return v.RemoveRange(1, 3); }, 0, {L"a", L"d"}},
+      {"remove empty range fails", [](DStrings& v) { return v.RemoveRange(1, 1); }, ZYN_E_FAIL, {L"a", L"b", L"c", L"d"}},
+      {"set", [](DStrings& v) { return v.Set(3, DString(L"z")); }, 0, {L"a", L"b", L"c", L"z"}},
+      {"set at count fails", [](DStrings& v) { return v.Set(4, DString(L"z")); }, ZYN_E_FAIL, {L"a", L"b", L"c", L"d"}},
+  };
+  for (Case const& c : cases) {
+    DStrings v(DString(L"a"), DString(L"b"), DString(L"c"), DString(L"d"));
+    ASSERT_EQ(4, v.GetCapacity());
+    EXPECT_EQ(c.result, c.op(v)) << c.name;
+    EXPECT_EQ(c.after, Texts(v)) << c.name;
+  }
+}
+
+TEST(DStrings, FindUsesStringEqualityFromStart) {
+  const DStrings v = Make({L"a", L"b", L"a", L"\x100yz"});
+  const struct {
+    const wchar_t* value;
+    int start, expected;
+  } cases[] = {
+      {L"a", 0, 0}, {L"a", 1, 2}, {L"abc", 0, -1}, {L"a", 4, -1}, {L"a", -1, -1},
+      // no "c", but a longer text whose first unit has a zero low byte equals any shorter one
+      {L"c", 0, 3},
+  };
+  for (auto const& c : cases) EXPECT_EQ(c.expected, v.Find(DString(c.value), c.start)) << c.start;
+  EXPECT_EQ(-1, DStrings().Find(DString(L"a"), 0));
+}
+
+TEST(DStrings, GetAndPopShareRecordsAndFailOutOfRange) {
+  DStrings v = Make({L"a", L"b"});
+  for (int index : {-1, 2}) {
+    DString out(L"keep");
+    EXPECT_EQ(ZYN_E_FAIL, v.Get(index, out));
+    EXPECT_EQ(L"keep", Text(out));
+    EXPECT_EQ(nullptr, v.GetAsPtr(index));
+  }
+  DString out;
+  EXPECT_EQ(0, v.PopFront(out));
+  EXPECT_EQ(L"a", Text(out));
+  DStringInternal* last = v.GetAsPtr(0)->_GetRecord();
+  EXPECT_EQ(0, v.Get(0, out));
+  EXPECT_EQ(last, out._GetRecord());
+  EXPECT_EQ(0, v.PopBack(out));
+  EXPECT_TRUE(v.IsEmpty());
+  EXPECT_EQ(last, out._GetRecord());
+  EXPECT_EQ(1, last->refCount);
+  EXPECT_EQ(ZYN_E_FAIL, v.PopBack(out));
+  EXPECT_EQ(ZYN_E_FAIL, v.PopFront(out));
+}
+
+TEST(DStrings, CopiesShareRecordsAndKeepCapacity) {
+  DStrings source = Make({L"a", L"b"});
+  source.SetCapacity(9);
+  DStrings copy(source);
+  EXPECT_EQ(9, copy.GetCapacity());
+  EXPECT_EQ(source.GetAsPtr(1)->_GetRecord(), copy.GetAsPtr(1)->_GetRecord());
+  EXPECT_TRUE(copy == source);
+  copy.Set(0, DString(L"q"));
+  EXPECT_TRUE(copy != source);
+  EXPECT_EQ(L"a", Text(*source.GetAsPtr(0)));
+
+  DStrings target = Make({L"x", L"y", L"z", L"w", L"v"});
+  DString* slot = target.GetAsPtr(0);
+  target = source;
+  DStrings& alias = target;
+  target = alias;
+  EXPECT_EQ(W({L"a", L"b"}), Texts(target));
+  EXPECT_EQ(slot, target.GetAsPtr(0));  // assignment and Clear keep the storage
+  EXPECT_EQ(8, target.GetCapacity());
+  target.Clear();
+  target.PutBack(DString(L"x"));
+  EXPECT_EQ(slot, target.GetAsPtr(0));
+
+  EXPECT_TRUE(DStrings(source, 1, 1).IsEmpty());
+  EXPECT_EQ(W{L"b"}, Texts(DStrings(source, 1, 2)));
+  const DString a(L"1"), b(L"2"), c(L"3"), d(L"4"), e(L"5"), f(L"6"), g(L"7");
+  EXPECT_EQ(W({L"1", L"2", L"3"}), Texts(DStrings(a, b, c)));
+  EXPECT_EQ(W({L"1", L"2", L"3", L"4", L"5", L"6", L"7"}), Texts(DStrings(a, b, c, d, e, f, g)));
+}
+
+TEST(DStrings, SortOrdersByComparator) {
+  const struct {
+    W input, sorted;
+  } cases[] = {
+      {{}, {}},
+      {{L"b"}, {L"b"}},
+      {{L"b", L"a", L"", L"ab", L"B", L"a"}, {L"", L"B", L"a", L"a", L"ab", L"b"}},
+      {{L"z/y", L"z", L"z/x/w", L"a/z"}, {L"a/z", L"z", L"z/x/w", L"z/y"}},
+  };
+  for (auto const& c : cases) {
+    DStrings v = Make(c.input);
+    EXPECT_EQ(0, v.Sort(DString::Compare));
+    EXPECT_EQ(c.sorted, Texts(v));
+  }
+}
+
+// Elements the comparator calls equal can still differ (text behind a unit 0, or
+// distinct records); they must end where the C library's qsort leaves them.
+TEST(DStrings, SortLeavesEqualElementsWhereQsortDoes) {
+  DStrings v;
+  std::srand(7);
+  for (int i = 0; i < 3000; ++i) {
+    unsigned short head = static_cast<unsigned short>(L'a' + std::rand() % 5);
+    unsigned short tail = static_cast<unsigned short>(L'a' + std::rand() % 26);
+    v.PutBack(std::rand() % 3 == 0 ? Units({head, 0, tail}) : Units({head}));
+  }
+  std::vector<DStringInternal*> expected;
+  {
+    std::vector<DString> plain;
+    for (int i = 0; i < v.GetLength(); ++i) plain.push_back(*v.GetAsPtr(i));
+    qsort(plain.data(), plain.size(), sizeof(DString), [](void const* a, void const* b) {
+      return DString::Compare(static_cast<DString const*>(a), static_cast<DString const*>(b));
+    });
+    for (DString const& s : plain) expected.push_back(s._GetRecord());
+  }
+  v.Sort(DString::Compare);
+  for (int i = 0; i < v.GetLength(); ++i) ASSERT_EQ(expected[i], v.GetAsPtr(i)->_GetRecord()) << i;
+}
+
+TEST(DStrings, CursorStepsFollowIndexRules) {
+  enum Op { kNext, kPrev };
+  const struct {
+    int size, start;
+    Op op;
+    int result, index;
+  } cases[] = {
+      {3, -1, kNext, 0, 0},  {3, 2, kNext, 0, 3},   {3, 3, kNext, ZYN_E_FAIL, 3}, {3, -2, kNext, ZYN_E_FAIL, -2},
+      {3, 0, kPrev, 0, -1},  {3, 3, kPrev, 0, 2},   {3, -1, kPrev, ZYN_E_FAIL, -1}, {3, 4, kPrev, ZYN_E_FAIL, 4},
+      {0, -1, kNext, 0, 0},  {0, 0, kNext, ZYN_E_FAIL, 0}, {0, 0, kPrev, 0, -1},
+  };
+  for (auto const& c : cases) {
+    DStrings v = Make(W(static_cast<size_t>(c.size), L"s"));
+    DStrings::const_iterator it(v, c.start);
+    EXPECT_EQ(c.result, c.op == kNext ? it.Next() : it.Prev()) << c.size << "/" << c.start;
+    EXPECT_EQ(c.index, it.GetIndex()) << c.size << "/" << c.start;
+  }
+  DStrings::iterator unowned;
+  EXPECT_EQ(-2, unowned.GetIndex());
+  EXPECT_EQ(ZYN_E_FAIL, unowned.Next());
+  EXPECT_EQ(ZYN_E_FAIL, unowned.Prev());
+  EXPECT_EQ(ZYN_E_FAIL, unowned.Insert(DString(L"x")));
+  EXPECT_TRUE(unowned.IsEnd());
+}
+
+TEST(DStrings, CursorEndAndPositionQueries) {
+  DStrings v = Make({L"a", L"b", L"c"});
+  const struct {
+    int index;
+    bool isEnd, isBegin, isLast;
+  } cases[] = {{-2, true, false, false}, {-1, true, false, false}, {0, false, true, false},
+               {2, false, false, true}, {3, true, false, false}};
+  for (auto const& c : cases) {
+    DStrings::const_iterator it(v, c.index);
+    EXPECT_EQ(c.isEnd, it.IsEnd()) << c.index;
+    EXPECT_EQ(c.isBegin, it.IsBegin()) << c.index;
+    EXPECT_EQ(c.isLast, it.IsLast()) << c.index;
+    EXPECT_EQ(c.isEnd, it.GetAsConstPtr() == nullptr) << c.index;
+  }
+  EXPECT_EQ(0, v.cBegin().GetIndex());
+  EXPECT_EQ(2, v.Last().GetIndex());
+  EXPECT_TRUE(v.Begin() == DStrings::const_iterator(v, 0));
+  EXPECT_TRUE(v.Begin() != v.cLast());
+}
+
+TEST(DStrings, CursorWalkStopsAtEitherEnd) {
+  DStrings v = Make({L"a", L"b", L"c"});
+  std::wstring forward, backward;
+  DStrings::const_iterator it = v.cBegin();
+  while (DString const* s = it.GetAsConstPtrGoToNext()) forward += Text(*s);
+  DStrings::iterator back = v.Last();
+  while (DString* s = back.GetAsPtrGoToPrev()) backward += Text(*s);
+  EXPECT_EQ(L"abc", forward);
+  EXPECT_EQ(L"cba", backward);
+  EXPECT_EQ(3, it.GetIndex());
+  EXPECT_EQ(-1, back.GetIndex());
+
+  const DStrings empty;
+  DStrings::const_iterator none = empty.cBegin();
+  EXPECT_EQ(-2, empty.cLast().GetIndex());
+  EXPECT_TRUE(none.IsEnd());
+  EXPECT_EQ(nullptr, none.GetAsConstPtrGoToNext());
+  EXPECT_EQ(-2, none.GetIndex());
+  DString out(L"keep");
+  EXPECT_EQ(ZYN_E_FAIL, none.Get(out));
+  EXPECT_EQ(L"keep", Text(out));
+}
+
+TEST(DStrings, CursorEditsKeepItOnItsElement) {
+  DStrings v = Make({L"a", L"b", L"c"});
+  DStrings::iterator it(v, 1);
+  EXPECT_EQ(0, it.Insert(DString(L"x")));
+  EXPECT_EQ(0, it.Insert(Make({L"y", L"z"})));
+  EXPECT_EQ(4, it.GetIndex());
+  EXPECT_EQ(L"b", Text(*it.GetAsPtr()));
+  EXPECT_EQ(0, it.Set(DString(L"B")));
+  EXPECT_EQ(W({L"a", L"x", L"y", L"z", L"B", L"c"}), Texts(v));
+  DStrings::iterator off(v, 6);
+  EXPECT_EQ(ZYN_E_FAIL, off.Set(DString(L"q")));
+}
+
+TEST(DStrings, RemoveGoToNextSkipsTheFollowingElement) {
+  DStrings three = Make({L"a", L"b", L"c"});
+  DStrings::iterator it = three.Begin();
+  EXPECT_EQ(0, it.RemoveGoToNext());
+  EXPECT_EQ(W({L"b", L"c"}), Texts(three));
+  EXPECT_EQ(1, it.GetIndex());
+
+  DStrings five = Make({L"1", L"2", L"3", L"4", L"5"});
+  for (DStrings::iterator walk = five.Begin(); !walk.IsEnd();) walk.RemoveGoToNext();
+  EXPECT_EQ(W({L"2", L"4"}), Texts(five));
+
+  DStrings back = Make({L"1", L"2", L"3"});
+  for (DStrings::iterator walk = back.Last(); !walk.IsEnd();) walk.RemoveGoToPrev();
+  EXPECT_TRUE(back.IsEmpty());
+  DStrings::iterator gone(back, 0);
+  EXPECT_EQ(ZYN_E_FAIL, gone.RemoveGoToNext());
+  EXPECT_EQ(0, gone.GetIndex());
+}

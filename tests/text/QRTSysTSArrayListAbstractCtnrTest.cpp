@@ -1,0 +1,63 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "QRTSysTSArrayListAbstractCtnr.h"
+
+TEST(QRTSysTSArrayListAbstractCtnr, GrowthStartsAtFourOrExactThenDoubles) {
+  const struct {
+    std::vector<int> roomRequests;  // successive MakeRoom(count, n)
+    std::vector<int> capacities;    // capacity after each
+  } cases[] = {
+      {{1}, {4}}, {{5}, {5}}, {{4}, {4}}, {{0}, {0}}, {{1, 1, 1, 1, 1}, {4, 4, 4, 4, 8}}, {{5, 1}, {5, 10}}, {{3, 20}, {4, 23}},
+  };
+  for (auto const& c : cases) {
+    QRTSysTSArrayListAbstractCtnr a(sizeof(int));
+    for (size_t i = 0; i < c.roomRequests.size(); ++i) {
+      ASSERT_EQ(0, a.MakeRoom(a.GetCount(), c.roomRequests[i]));
+      EXPECT_EQ(c.capacities[i], a.GetCapacity()) << "request " << i;
+    }
+  }
+}
+
+TEST(QRTSysTSArrayListAbstractCtnr, IndexRangeAndRoomChecks) {
+  QRTSysTSArrayListAbstractCtnr a(sizeof(int));
+  EXPECT_EQ(ZYN_E_FAIL, a.Move(0, 0, 0));  // no storage yet
+  ASSERT_EQ(0, a.MakeRoom(0, 3));
+  const struct {
+    int first, last, index, range, room;  // CheckIndex(first), CheckRange(first, last), MakeRoom(first, last)
+  } cases[] = {
+      {-1, 1, ZYN_E_FAIL, ZYN_E_FAIL, ZYN_E_FAIL}, {0, 3, 0, 0, 0},  {2, 3, 0, 0, 0},
+      {2, 2, 0, ZYN_E_FAIL, 0},                    {3, 1, ZYN_E_FAIL, ZYN_E_FAIL, 0}, {1, 4, 0, ZYN_E_FAIL, 0},
+      {4, 5, ZYN_E_FAIL, ZYN_E_FAIL, ZYN_E_FAIL},  {0, -1, 0, ZYN_E_FAIL, ZYN_E_FAIL},
+  };
+  for (auto const& c : cases) {
+    EXPECT_EQ(c.index, a.CheckIndex(c.first)) << c.first;
+    EXPECT_EQ(c.range, a.CheckRange(c.first, c.last)) << c.first << "," << c.last;
+    QRTSysTSArrayListAbstractCtnr room(sizeof(int));
+    room.MakeRoom(0, 3);
+    EXPECT_EQ(c.room, room.MakeRoom(c.first, c.last)) << c.first << "," << c.last;
+  }
+}
+
+TEST(QRTSysTSArrayListAbstractCtnr, CapacityChangesKeepElementsOrStorage) {
+  QRTSysTSArrayListAbstractCtnr a(sizeof(int));
+  EXPECT_EQ(0, a.SetCapacity(0));
+  EXPECT_EQ(nullptr, a.GetStorage());
+  a.MakeRoom(0, 3);
+  for (int i = 0; i < 3; ++i) *static_cast<int*>(a.At(i)) = i + 1;
+  EXPECT_EQ(ZYN_E_FAIL, a.SetCapacity(2));
+  EXPECT_EQ(0, a.SetCapacity(7));
+  EXPECT_EQ(7, a.GetCapacity());
+  EXPECT_EQ(3, *static_cast<int*>(a.At(2)));
+
+  void* storage = a.GetStorage();
+  EXPECT_EQ(0, a.ReInit(-5));
+  EXPECT_EQ(0, a.ReInit(7));
+  EXPECT_EQ(0, a.GetCount());
+  EXPECT_EQ(storage, a.GetStorage());
+  EXPECT_EQ(0, a.ReInit(9));
+  EXPECT_EQ(9, a.GetCapacity());
+  EXPECT_EQ(0, a.SetCapacity(0));
+  EXPECT_EQ(nullptr, a.GetStorage());
+}
