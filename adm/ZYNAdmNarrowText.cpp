@@ -1,0 +1,7 @@
+#include "ZYNAdmNarrowText.h"
+
+#include "ZYNAdmCodePage.h"
+
+ZYNAdmNarrowText::ZYNAdmNarrowText(DString const& text) : _text(ZYNAdmCodePage::ConvertUcsToStr(text)) {}
+
+ZYNAdmNarrowText::~ZYNAdmNarrowText() { ZYNAdmCodePage::FreeAndNull(_text); }

@@ -1,0 +1,33 @@
+#ifndef ZYN_MEDIA_ZYNINSDIR_H
+#define ZYN_MEDIA_ZYNINSDIR_H
+
+#include <cstdio>
+
+#include "DString.h"
+
+class DStrings;
+
+// The application's stateless path and file operations. Which separators an
+// operation knows differs on purpose: CleanAndRemoveTaillingSlash rewrites "\" to "/",
+// GetParentDir and GetName accept both, GetExecutableFullPath and GetTemporaryPath
+// know "/" alone. Failures go to the error stack as path, blank, system text, LF.
+class ZYNInsDir {
+ public:
+  static void CleanAndRemoveTaillingSlash(DString& path);
+  // Empty for a bare name and for a child of the root: the root is never a parent.
+  static DString GetParentDir(DString path);
+  // Empty for a text without a separator.
+  static DString GetName(DString path);
+  // Appends bare names in directory order; always true, a failure stays on the stack.
+  static bool List(DString path, DStrings& names, bool includeDirectories, bool recursive);
+  static DString GetExecutableFullPath(DString argv0);
+  // 0, or what access() gave after pushing its message; -1 silently if unconvertible.
+  static int Access(DString path, int mode);
+  static DString GetTemporaryPath();
+  static bool CreateDir(DString path);
+  static FILE* FOpen(DString path, DString mode);
+  static bool FileCopy(DString source, DString target);
+  static bool RemoveFile(DString path);
+};
+
+#endif

@@ -1,0 +1,108 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "ZYNAdmFileIO.h"
+#include "ZYNAdmInputFile.h"
+#include "ZYNAdmOutputFile.h"
+#include "ZYNAdmOutputStreamBuffer.h"
+#include "adm/ZYNTestTempTree.h"
+
+TEST(ZYNAdmStreams, FlatFunctionsFailOnNullHandle) {
+  long handle = 0;
+  char buffer[4];
+  unsigned int count = 99;
+  EXPECT_EQ(ZYN_E_FAIL, ZYNAdmFSeek(0, 0, 0));
+  EXPECT_EQ(ZYN_E_FAIL, ZYNAdmFClose(handle));
+  EXPECT_EQ(ZYN_E_FAIL, ZYNAdmFRead(0, buffer, 4, &count));
+  EXPECT_EQ(ZYN_E_FAIL, ZYNAdmFWrite(0, buffer, 4, &count));
+  EXPECT_EQ(99u, count);
+  EXPECT_EQ(ZYN_E_FAIL, ZYNAdmFOpen(DString(L"/nonexistent/zyn/x"), DString(L"rb"), handle));
+  EXPECT_EQ(0, handle);
+}
+
+TEST(ZYNAdmStreams, SeekOriginOneIsCurrentTwoIsEndAnythingElseIsStart) {
+  ZYNTestTempTree tree;
+  tree.File("f", "0123456789");
+  struct Case { int offset; int origin; char expected; } cases[] = {
+      {3, 0, '3'}, {3, 7, '3'}, {3, -1, '3'}, {2, 1, '4'}, {-1, 2, '9'}};
+  for (Case const& c : cases) {
+    long handle = 0;
+    ASSERT_EQ(ZYN_S_OK, ZYNAdmFOpen(tree.DPath("f"), DString(L"rb"), handle));
+    ZYNAdmFSeek(handle, 2, 0);  // a current position that differs from start and end
+    EXPECT_EQ(ZYN_S_OK, ZYNAdmFSeek(handle, c.offset, c.origin));
+    char got = 0;
+    unsigned int read = 0;
+    EXPECT_EQ(ZYN_S_OK, ZYNAdmFRead(handle, &got, 1, &read));
+    EXPECT_EQ(c.expected, got) << "origin " << c.origin;
+    EXPECT_EQ(ZYN_S_OK, ZYNAdmFClose(handle));
+    EXPECT_EQ(0, handle);
+  }
+}
+
+TEST(ZYNAdmStreams, InputFileRefusesEmptyRequestsAndReportsEndAsZero) {
+  ZYNTestTempTree tree;
+  tree.File("f", "abc");
+  ZYNAdmInputFile input(tree.DPath("f"));
+  unsigned char buffer[8];
+  EXPECT_EQ(-1, input.Read(buffer, 4));  // not open
+  EXPECT_EQ(0, input.Close());
+  ASSERT_EQ(1, input.Open());
+  EXPECT_EQ(-1, input.Read(buffer, 0));
+  EXPECT_EQ(-1, input.Read(nullptr, 4));
+  EXPECT_EQ(3, input.Read(buffer, 8));
+  EXPECT_EQ(0, input.Read(buffer, 8));
+  EXPECT_EQ(1, input.Close());
+  EXPECT_EQ(0, input.Close());
+  EXPECT_EQ(1, input.Open());  // reopening after Close starts again
+  EXPECT_EQ(3, input.Read(buffer, 8));
+  EXPECT_EQ(0, ZYNAdmInputFile(tree.DPath("missing")).Open());
+}
+
+TEST(ZYNAdmStreams, OutputFileEmptiesOnOpenAndDestructorKeepsWrittenBytes) {
+  ZYNTestTempTree tree;
+  tree.File("f", "old content");
+  unsigned char data[64] = {'n', 'e', 'w'};
+  {
+    ZYNAdmOutputFile output(tree.DPath("f"));
+    EXPECT_EQ(-1, output.Write(data, 3));  // not open
+    ASSERT_EQ(1, output.Open());
+    EXPECT_EQ(3, output.Write(data, 3));
+  }
+  EXPECT_EQ("new", tree.Read("f"));
+  ZYNAdmOutputFile full(DString(L"/dev/full"));
+  ASSERT_EQ(1, full.Open());
+  EXPECT_EQ(64, full.Write(data, 64));  // buffered: the fault shows at the flush
+  EXPECT_EQ(0, full.Close());
+}
+
+TEST(ZYNAdmStreams, StreamBufferCollectsChunksAndRefusesEmptyWrites) {
+  ZYNAdmOutputStreamBuffer buffer;
+  unsigned char* data = reinterpret_cast<unsigned char*>(&buffer);  // sentinel, must stay
+  int size = -7;
+  EXPECT_EQ(0, buffer.GetBuffer(data, size));
+  EXPECT_EQ(reinterpret_cast<unsigned char*>(&buffer), data);
+  EXPECT_EQ(-7, size);
+
+  unsigned char ab[] = {'a', 'b'};
+  unsigned char c[] = {'c'};
+  EXPECT_EQ(0, buffer.Write(ab, 0));
+  EXPECT_EQ(0, buffer.Write(nullptr, 2));
+  EXPECT_EQ(1, buffer.Open());
+  EXPECT_EQ(2, buffer.Write(ab, 2));
+  EXPECT_EQ(1, buffer.Close());
+  EXPECT_EQ(1, buffer.Open());  // a second run keeps the chunks of the first
+  EXPECT_EQ(1, buffer.Write(c, 1));
+
+  unsigned char* first = nullptr;
+  unsigned char* second = nullptr;
+  ASSERT_EQ(1, buffer.GetBuffer(first, size));
+  ASSERT_EQ(3, size);
+  ASSERT_EQ(1, buffer.GetBuffer(second, size));
+  EXPECT_NE(first, second);
+  EXPECT_EQ(0, std::memcmp(first, "abc", 3));
+  EXPECT_EQ(0, std::memcmp(second, "abc", 3));
+  std::free(first);
+  std::free(second);
+}
