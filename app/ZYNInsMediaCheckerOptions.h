@@ -4,13 +4,64 @@
 #include "DString.h"
 #include "DStrings.h"
 
-// The run's parameters, parsed once from the command line and kept to the exit.
+// The run's parameters, parsed once from the command line and kept to the exit. Also
+// the map from volume number to path, which the volume prompts update during the run.
 class ZYNInsMediaCheckerOptions {
  public:
+  // 0 go on, 1 failure with the reason on the error stack, 2 help was printed.
+  // Entry 0 of `args` is the program path.
+  static int ProcessOptions(DStrings args);
+  static void ResetValues();
+  static void PrintHelp(bool extended);
+
+  static bool SetCDPath(int cdIndex, DString& path);
+  static bool SetCDPath(DString cdKey, DString& path);
+  static DString GetCDPath(DString cdKey);
+  static DString GetCDPath(int cdIndex);
+
+  static bool IsGUI() { return _gui; }
   static bool IsQuiet() { return _quiet; }
   static void SetQuiet(bool quiet) { _quiet = quiet; }
+  static bool IsPhysicalCD() { return _physicalCD; }
+  static bool IsGenerateMode() { return _generate; }
+  static bool IsAM() { return _AssemblyMedia; }
+  static bool HasBeenDuplicated() { return _HasBeenDuplicated; }
 
+  static DString GetReportFile() { return _reportFile; }
+  static DString GetRelInfoFile() { return _relInfoFile; }
+  static DString GetExternalFolder() { return _extDir; }
+  static DString GetCD1Path() { return _CD1Path; }
+  static DString GetCDsPath() { return _CDsPath; }
+  static DString GetAMrelativePath() { return _AM_RelativePath; }
+  static DStrings GetCDsToCheck() { return _CDsToCheck; }
+
+  // The volume of the larger media that holds volume `cdIndex` of an Assembly Media.
+  static int GetRelativeAmCdIndex(int cdIndex);
+
+  static bool _gui;
   static bool _quiet;
+  static bool _physicalCD;
+  static bool _generate;
+  static bool _AssemblyMedia;
+  static bool _HasBeenDuplicated;
+  static DString _AM_RelativePath;
+  static DString _reportFile;
+  static DString _relInfoFile;
+  static DString _extDir;
+  static DString _CD1Path;
+  static DString _CDsPath;
+  static DStrings _CDsToCheck;
+  static DStrings _CDsPathList;       // parallel to _CDsPathListIndex
+  static DStrings _CDsPathListIndex;  // keys compared as text: "02" is not "2"
+  static int _AM_CDindex;
+
+ private:
+  static int _TakeValues(DStrings& args, DString const& programPath);
+  static int _TakeCDsToCheck(DStrings& args);
+  static void _TakeCustomCDPaths(DStrings& args);
+  static int _CheckCombinations();
+  static int _DetectAssemblyMedia();
+  static int _PrintBannerAndSettlePaths();
 };
 
 #endif

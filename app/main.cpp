@@ -1,15 +1,79 @@
+#include <unistd.h>
+
+#include <cstdio>
+
 #include "DString.h"
 #include "DStrings.h"
 #include "ZYNAdmCodePage.h"
+#include "ZYNAdmEnv.h"
 #include "ZYNAdmError.h"
+#include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
+#include "ZYNInsMsg.h"
 
-int main(int argc, char** argv) {
+typedef ZYNInsMediaCheckerOptions Options;
+typedef ZYNInsMediaCheckerServices Services;
+
+// Leaves time to attach a debugger before anything else happens.
+static void sDebugWait() {
+  if (ZYNAdmEnv::GetEnv(DString(L"ZYN_DEBUG_WAIT")).IsEmpty()) return;
+  ZYNInsMsg::Debug(DString(L"[DEBUG]waiting 20000ms ..."));
+  sleep(20);
+}
+
+static DStrings sArguments(int argc, char** argv) {
   DStrings args;
   for (int i = 0; i < argc; ++i) {
     if (argv[i] != nullptr) args.PutBack(ZYNAdmCodePage::ConvertStrToUcs(argv[i]));
   }
-  ZYNAdmError::Push(DString(L"The command line is not processed yet."));
-  ZYNInsMediaCheckerServices::DisplayError(ZYNAdmError::Pop());
+  return args;
+}
+
+static int sDisplayFailure() {
+  Services::DisplayError(ZYNAdmError::Pop());
   return 2;
+}
+
+// Started from a physical media, the window would close with the run: keep the message
+// readable until the user has seen it.
+static int sRefuseOptions() {
+  sDisplayFailure();
+  if (!Options::IsQuiet() && Options::IsPhysicalCD()) {
+    ZYNInsMsg::TracePrint(DString(L"\nPress Enter to finish\n"));
+    std::getchar();
+  }
+  return 2;
+}
+
+// The volume holding the executable has to be changed during the check, so the check
+// runs from a copy; -CD1Path and -dup tell the copy where the media is and who it is.
+static int sRelaunchFromTemporaryCopy(DStrings args) {
+  if (args.Find(DString(L"-CD1Path"), 0) < 0) {
+    args.PutBack(DString(L"-CD1Path"));
+    args.PutBack(Options::GetCD1Path());
+  }
+  if (args.Find(DString(L"-dup"), 0) < 0) args.PutBack(DString(L"-dup"));
+  if (Services::RestartFromTempExecutable(args, DString()) != 0) return sDisplayFailure();
+  // Reached only where the executable already stood in the temporary folder.
+  return 0;
+}
+
+static int sCheck(DStrings const& args) {
+  int status = Services::CheckMode();
+  if (!Options::IsPhysicalCD() || !Options::HasBeenDuplicated()) return status;
+  DString copy;
+  args.Get(0, copy);
+  if (Services::RemoveTempExecutable(copy)) return sDisplayFailure();
+  return status;
+}
+
+int main(int argc, char** argv) {
+  sDebugWait();
+  DStrings args = sArguments(argc, argv);
+  int parsed = Options::ProcessOptions(args);
+  if (parsed == 2) return 0;
+  if (parsed != 0) return sRefuseOptions();
+  if (Options::IsGenerateMode()) return Services::GenerateMode();
+  if (Options::IsPhysicalCD() && !Options::HasBeenDuplicated()) return sRelaunchFromTemporaryCopy(args);
+  return sCheck(args);
 }

@@ -1,0 +1,271 @@
+// The command line as a user meets it: the real executable in a child process, its
+// standard output compared byte for byte, and its exit status.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "support/ChildProcess.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// Diagnostics off unless a case asks; the system's error texts in English.
+ChildResult RunExe(std::vector<std::string> const& args, std::vector<std::string> env = {}, std::string const& cwd = "",
+                   std::string const& exe = ZYN_EXE_PATH) {
+  std::vector<std::string> argv{exe};
+  argv.insert(argv.end(), args.begin(), args.end());
+  env.insert(env.begin(), {"ZYN_DEBUG_DISPLAY", "ZYN_DEBUG_WAIT", "LC_ALL=C"});
+  return RunChild(argv, env, "", cwd);
+}
+
+std::string Block(std::string const& text) { return "\n\nError\n" + text + "\n\n"; }
+const std::string kPause = "\nPress Enter to finish\n";
+// What the stand-ins of the media operations say until those land.
+const std::string kCheck = "Check mode is not available in this build.";
+const std::string kRelaunch = "Running from a temporary copy is not available in this build.";
+const std::string kRemove = "Removing the temporary copy is not available in this build.";
+
+// A temporary folder holding the trees of one test; `P(rel)` is the absolute path.
+class MediaCheckOnTree : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/zyncliXXXXXX";
+    ASSERT_NE(mkdtemp(pattern), nullptr);
+    root = pattern;
+  }
+  void TearDown() override { fs::remove_all(root); }
+  std::string P(std::string const& rel) const { return root + "/" + rel; }
+  void Dirs(std::vector<std::string> const& rels) {
+    for (auto const& rel : rels) fs::create_directories(P(rel));
+  }
+  void File(std::string const& rel) { std::ofstream(P(rel)) << "x"; }
+  // The record that the search for an Assembly Media leaves for a folder without "0data".
+  static std::string Miss(std::string const& dir) { return dir + "/0data No such file or directory\n\n"; }
+  // The records of a search that finds nothing: every ancestor of `rel` up to, not
+  // including, the root, then "0data" of the working directory.
+  std::string Misses(std::string const& rel) const {
+    std::string text;
+    for (fs::path dir = rel.empty() ? root : P(rel); dir != "/"; dir = dir.parent_path()) text += Miss(dir.string());
+    return text + "0data No such file or directory\n\n";
+  }
+  std::string root;
+};
+
+const char* const kShortHelp =
+    "Zynthar Media checker tools.\nThis tool checks a media ( as filetree or as physical support ) to ensure that "
+    "its not corrupted. This tool can also make a media 'checkable' which allows to check its content later.\n"
+    "Usage :\n"
+    "\t# check (to ensure that no data corruption has occured) : {ZYNInsMediaCheck fullpath} [-CD1Path {cd1path}] "
+    "[-cds 2,4] [-xml {xml filepath}] [-quiet]\n"
+    "Mandatory:\nOptional:\n"
+    "\t\t-xml      : generates an xml log file in {xml_filepath}.(otherwise the xml log is created only in check "
+    "mode and if there are errors ( under OS's temporary folder such as %TEMP% / $TMP)\n"
+    "\t\t-quiet    : to deactivate console logging.\n"
+    "\t\t-CD1Path  : to specify CD1 full path. (CD1 is where the 'meta.TOCxml' file and '0data' folder are "
+    "present; if not specified, the process will try to guess it using the Executable full path)\n"
+    "\t\t-cds      : a list ( ,-separated ) of CD number to check; by default all volumes of the media are "
+    "checked.\n"
+    "\t\t-n        : where n is a CD number greater than 1. This argument allows you to specify custom path for "
+    "subsequent volume number. \n"
+    "\t\t-h        : print this help.\n"
+    "Exit codes:\n\t\t 0: media check successful.\n\t\t 1: media check reported some errors.\n"
+    "\t\t 2: invalid argument(s) or execution error.\n";
+
+const char* const kExtendedHelp =
+    "Zynthar Media checker tools.\nThis tool checks a media ( as filetree or as physical support ) to ensure that "
+    "its not corrupted. This tool can also make a media 'checkable' which allows to check its content later.\n"
+    "Usage :\n"
+    "\t# generate (to make a media 'checkable') : {ZYNInsMediaCheck fullpath} -generate [-relinfo {relinfo "
+    "filepath}] [-CD1Path {cd1path}] [-refDir {input xml filepath}] [-xml {xml filepath}] [-quiet]\n"
+    "\t# check (to ensure that no data corruption has occured) : {ZYNInsMediaCheck fullpath} [-CD1Path {cd1path}] "
+    "[-refDir {input xml filepath}] [-cds 2,4] [-xml {xml filepath}] [-quiet]\n"
+    "Mandatory:\nOptional:\n"
+    "\t\t-relinfo  : a path to a relinfo file. Adds infomation into the generated MediaContent.xml file. (only "
+    "for generate mode)\n"
+    "\t\t-generate : active the generate mode. Instead of trying to check, it will scan the media filetree to "
+    "create a MediaContent file into 0data folder. (this mode requires a media in filetree form)\n"
+    "\t\t-xml      : generates an xml log file in {xml_filepath}.(otherwise the xml log is created only in check "
+    "mode and if there are errors ( under OS's temporary folder such as %TEMP% / $TMP)\n"
+    "\t\t-quiet    : to deactivate console logging.\n"
+    "\t\t-CD1Path  : to specify CD1 full path. (CD1 is where the 'meta.TOCxml' file and '0data' folder are "
+    "present; if not specified, the process will try to guess it using the Executable full path)\n"
+    "\t\t-refDir   : a path to a reference folder in order to use specific output/input.( In checker mode, the "
+    "folder must contains extact filetree ie things like 1/0data/MediaContent.xml 2/0data/MediaContent.xml [...] )\n"
+    "\t\t-cds      : a list ( ,-separated ) of CD number to check; by default all volumes of the media are "
+    "checked.\n"
+    "\t\t-n        : where n is a CD number greater than 1. This argument allows you to specify custom path for "
+    "subsequent volume number. \n"
+    "\t\t-h        : print this help.\n"
+    "\t\t-hh       : print this help in extended format.\n"
+    "Exit codes:\n\t[In generate mode]\n\t\t 0: xml reference file generated successfully.\n"
+    "\t\t 2: invalid argument(s) or execution error.\n\t[In Check mode]\n\t\t 0: media check successful.\n"
+    "\t\t 1: media check reported some errors.\n\t\t 2: invalid argument(s) or execution error.\n";
+
+TEST(MediaCheckExecutable, HelpWinsOverEverythingElseOnTheLineAndExitsWithZero) {
+  struct Case {
+    std::vector<std::string> args;
+    std::string expected;
+  } cases[] = {
+      {{"-h"}, kShortHelp},           {{"/?"}, kShortHelp},
+      {{"-hh"}, kExtendedHelp},       {{"/??"}, kExtendedHelp},
+      {{"-h", "-quiet"}, kShortHelp}, {{"-bogus", "-cds", "x", "/?"}, kShortHelp},
+      {{"-h", "/??"}, kExtendedHelp}, {{"-xml", "/tmp/zyn-cli-untouched.xml", "-h"}, kShortHelp},
+  };
+  for (auto const& c : cases) {
+    ChildResult r = RunExe(c.args);
+    EXPECT_EQ(r.out, c.expected) << c.args[0];
+    EXPECT_EQ(r.status, 0) << c.args[0];
+  }
+  EXPECT_FALSE(fs::exists("/tmp/zyn-cli-untouched.xml"));
+}
+
+// Refusals met ahead of the media detection still find the media "physical" and pause.
+TEST(MediaCheckExecutable, RefusesBadCommandLinesWithTheirWordsAndPauses) {
+  const std::string cd1 = "/nowhere/1";
+  struct Case {
+    std::vector<std::string> args;
+    std::string message;
+  } cases[] = {
+      {{"-relinfo"}, "-relinfo: missing value(s)"},
+      {{"-refDir"}, "-refDir: missing value(s)"},
+      {{"-xml"}, "-xml: missing value(s)"},
+      {{"-CD1Path"}, "-CD1Path: missing value(s)"},
+      {{"-cds"}, "-cds: missing value(s)"},
+      {{"-cds", ","}, "-cds: missing value(s)"},
+      {{"-cds", "2,x"}, "x: invalid argument"},
+      {{"-cds", "02"}, "02: invalid argument"},
+      {{"-cds", "+2"}, "+2: invalid argument"},
+      {{"-cds", "2x"}, "2x: invalid argument"},
+      {{"-xml", "/nowhere/r.xml"},
+       "/nowhere/r.xml No such file or directory\n\n-xml: unable to write to /nowhere/r.xml"},
+      {{"-nogui", "-nogui"}, "-nogui: invalid argument"},
+      {{"a", "-CD1Path", cd1, "b"}, "a: invalid argument\nb: invalid argument"},
+      {{"-CD1Path", cd1, "-2"}, "-2: invalid argument"},
+      {{"-generate", "-relinfo", "-xml", "out.xml", "-CD1Path", cd1}, "out.xml: invalid argument"},
+      {{"-generate", "-cds", "2", "-CD1Path", cd1},
+       "Invalid argument combination! [-generate] cannot be used with [-cds]"},
+      {{"-generate", "-3", "/p3", "-CD1Path", cd1},
+       "Invalid argument combination! [-generate] cannot be used with [-cds]"},
+      {{"-relinfo", "r.xml", "-CD1Path", cd1},
+       "Invalid argument combination! [-relinfo] must be used with [-generate]"},
+      {{"-generate", "-CD1Path", "/nowhere/media"}, "Generate mode and physical CD, or no CD direcories"},
+      {{"-generate", "-CD1Path", "1"}, "Generate mode and physical CD, or no CD direcories"},
+  };
+  for (auto const& c : cases) {
+    ChildResult r = RunExe(c.args);
+    EXPECT_EQ(r.out, Block(c.message) + kPause) << c.args[0] << " " << c.message;
+    EXPECT_EQ(r.status, 2) << c.message;
+  }
+}
+
+TEST(MediaCheckExecutable, QuietRefusalIsSilentUnlessDebugDisplayShowsIt) {
+  const std::string where = "[DEBUG]{ZYNInsMediaCheckerOptions::ProcessOptions}";
+  const std::string block = Block("-quiet: invalid argument");
+  struct Case {
+    std::vector<std::string> args;
+    std::vector<std::string> env;
+    std::string expected;
+  } cases[] = {
+      {{"-quiet", "-relinfo"}, {}, ""},
+      {{"-quiet", "-quiet"}, {}, ""},
+      {{"-quiet", "-quiet"},
+       {"ZYN_DEBUG_DISPLAY=1", "ZYN_DEBUG_WAIT="},
+       where + "process Options (arg count : 3)\n[DEBUG]" + where + " checking options ...\n" + where +
+           " argument leftover : -quiet,\n[DEBUG]{ZYNInsMsg::TracePrint} " + block +
+           "[DEBUG]{ZYNInsMediaCheckerServices::DisplayError}" + block},
+      {{"-cds", "1,y"},
+       {"ZYN_DEBUG_DISPLAY=1"},
+       where + "process Options (arg count : 3)\n" + where + " (-cds) invalid index value : y\n" +
+           Block("y: invalid argument") + "[DEBUG]{ZYNInsMediaCheckerServices::DisplayError}" +
+           Block("y: invalid argument") + kPause},
+  };
+  for (auto const& c : cases) {
+    ChildResult r = RunExe(c.args, c.env);
+    EXPECT_EQ(r.out, c.expected) << c.args[1];
+    EXPECT_EQ(r.status, 2);
+  }
+}
+
+TEST_F(MediaCheckOnTree, DetectsTheShapeOfTheMediaAndPrintsTheBanner) {
+  Dirs({"tree/1", "tree/4", "mnt", "big/3/0data", "big/3/sub/1", "big/4/sub/2", "am/0data", "am/sub/1"});
+  File("big/3/3.txt");
+  File("am/3.txt");
+  const std::string tree1 = P("tree/1"), big1 = P("big/3/sub/1"), am1 = P("am/sub/1");
+  struct Case {
+    std::vector<std::string> args;
+    std::string expected;
+  } cases[] = {
+      {{"-CD1Path", tree1},
+       "{Checker Mode}\n{CD to check : all}\n{CD1 path : " + tree1 + "}\n" + Block(Misses("tree") + kCheck)},
+      {{"-CD1Path", tree1, "-dup", "-cds", "2,,4", "-refDir", "R", "-xml", P("r.xml"), "-4", P("tree/4"), "-1", "/x"},
+       "{Checker Mode}\n{CD to check : 2,4}\n{Reference folder : R}\n{Custom Xml report file : " + P("r.xml") +
+           "}\n{CD4 path : " + P("tree/4") + "}\n{CD1 path : " + tree1 + "}\n" + Block(Misses("tree") + kCheck)},
+      {{"-generate", "-relinfo", "info.xml", "-CD1Path", tree1},
+       "{Generator Mode}\n{ReleaseInfo file : info.xml}\n{CD1 path : " + tree1 + "}\n" +
+           Block("Generate mode is not available in this build.")},
+      {{"-CD1Path", P("mnt")}, Block(Misses("") + kRelaunch)},
+      {{"-CD1Path", P("mnt"), "-dup"},
+       "{Checker Mode}\n{Physical Media}\n{CD to check : all}\n{CD1 path : " + P("mnt") + "}\n" +
+           Block(Misses("") + kCheck) + Block(kRemove)},
+      {{"-CD1Path", big1, "-2", P("big/4")},
+       "{Checker Mode}\n{Assembly Media}\n{CD to check : all}\n{CD2 path : " + P("big/4/sub/2") +
+           "}\n{CD1 path : " + big1 + "}\n" + Block(Miss(P("big/3/sub")) + kCheck)},
+      {{"-CD1Path", big1, "-2", P("tree")},
+       "{Checker Mode}\n{Assembly Media}\n{CD to check : all}\nInvalid AM-CD2 path ! the path to the sub-Media "
+       "volume does not exist : " +
+           P("tree/sub/2") + "{CD1 path : " + big1 + "}\n" + Block(Miss(P("big/3/sub")) + "Invalid argument(s)")},
+      {{"-CD1Path", am1, "-dup"},
+       "{Checker Mode}\n{Physical Media}\n{Assembly Media}\n{CD to check : all}\n{CD1 path : " + am1 + "}\n" +
+           Block(Miss(P("am/sub")) + kCheck) + Block(kRemove)},
+  };
+  for (auto const& c : cases) {
+    ChildResult r = RunExe(c.args, {}, root);
+    EXPECT_EQ(r.out, c.expected) << c.args[1];
+    EXPECT_EQ(r.status, 2);
+  }
+  EXPECT_FALSE(fs::exists(P("r.xml")));
+}
+
+TEST_F(MediaCheckOnTree, RefusesAnAssemblyMediaWithoutVolumeIndex) {
+  Dirs({"big/3/0data", "big/3/sub/1", "vol/1/0data"});
+  File("big/3/x.txt.txt");
+  ChildResult r = RunExe({"-CD1Path", P("big/3/sub/1")}, {}, root);
+  EXPECT_EQ(r.out, Block(Miss(P("big/3/sub")) + "The given Assembly Media " + P("big/3/sub/1") +
+                         " does not contains volume file(s) !") +
+                       kPause);
+  EXPECT_EQ(r.status, 2);
+  // A "0data" in the working directory makes an Assembly Media of any media, with no index.
+  r = RunExe({"-CD1Path", P("vol/1")}, {}, P("vol/1"));
+  EXPECT_EQ(r.out,
+            Block(Miss(P("vol")) + Miss(root) + Miss("/tmp") + "Input path is empty\n\nThe given Assembly Media " +
+                  P("vol/1") + " does not contains volume file(s) !") +
+                kPause);
+}
+
+TEST_F(MediaCheckOnTree, DerivesVolumeOneFromWhereTheExecutableStands) {
+  Dirs({"media/1/bin/x", "mnt/bin/x"});
+  fs::copy_file(ZYN_EXE_PATH, P("media/1/bin/x/ZYNInsMediaCheck"));
+  fs::copy_file(ZYN_EXE_PATH, P("mnt/bin/x/ZYNInsMediaCheck"));
+  struct Case {
+    std::string exe;
+    std::string expected;
+  } cases[] = {
+      {P("media/1/bin/x/ZYNInsMediaCheck"),
+       "{Checker Mode}\n{CD to check : all}\n{CD1 path : " + P("media/1") + "}\n" + Block(Misses("media") + kCheck)},
+      {"./media/1/bin/x/ZYNInsMediaCheck",
+       "{Checker Mode}\n{CD to check : all}\n{CD1 path : " + P("media/1") + "}\n" + Block(Misses("media") + kCheck)},
+      {P("mnt/bin/x/ZYNInsMediaCheck"), Block(Misses("") + kRelaunch)},
+  };
+  for (auto const& c : cases) {
+    ChildResult r = RunExe({}, {}, root, c.exe);
+    EXPECT_EQ(r.out, c.expected) << c.exe;
+    EXPECT_EQ(r.status, 2);
+  }
+}
+
+}  // namespace
