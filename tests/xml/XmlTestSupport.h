@@ -1,0 +1,60 @@
+#ifndef ZYN_TESTS_XML_XMLTESTSUPPORT_H
+#define ZYN_TESTS_XML_XMLTESTSUPPORT_H
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "ZYNAdmCodePage.h"
+#include "ZYNAdmInputStream.h"
+#include "ZYNAdmOutputStream.h"
+
+namespace xmltest {
+
+// Output over memory that records each Write and can be told to come up short once.
+struct RecordingStream : ZYNAdmOutputStream {
+  int Open() override { return ++opens, openResult; }
+  int Write(unsigned char* buffer, int count) override {
+    writes.push_back(count);
+    if (static_cast<int>(writes.size()) == shortAtWrite) return count - 1;
+    bytes.append(reinterpret_cast<char*>(buffer), static_cast<size_t>(count));
+    return count;
+  }
+  int Close() override { return ++closes, 1; }
+
+  std::string bytes;
+  std::vector<int> writes;
+  int opens = 0, closes = 0, openResult = 1;
+  int shortAtWrite = 0;  // 1-based; 0 never
+};
+
+struct MemoryInput : ZYNAdmInputStream {
+  explicit MemoryInput(std::string text) : data(std::move(text)) {}
+  int Open() override { return at = 0, 1; }
+  int Read(unsigned char* buffer, int count) override {
+    size_t n = std::min(static_cast<size_t>(count), data.size() - at);
+    at += data.copy(reinterpret_cast<char*>(buffer), n, at);
+    return static_cast<int>(n);
+  }
+  int Close() override { return 1; }
+  std::string data;
+  size_t at = 0;
+};
+
+inline DString Utf8(const std::string& text) {
+  DString result;
+  ZYNAdmCodePage::ConvertUTF8ToUcs(text.data(), text.size(), result);
+  return result;
+}
+
+inline std::string Narrow(const DString& text) {
+  std::string result;
+  for (int i = 0; i < text.Length(); ++i) result += static_cast<char>(text[i]);
+  return result;
+}
+
+const std::string kDeclaration = "<?xml version=\"1.0\" encoding=\"utf-8\" ?>";
+
+}  // namespace xmltest
+
+#endif

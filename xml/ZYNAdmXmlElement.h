@@ -1,0 +1,95 @@
+#ifndef ZYN_XML_ZYNADMXMLELEMENT_H
+#define ZYN_XML_ZYNADMXMLELEMENT_H
+
+#include "DString.h"
+
+struct ZYNAdmXmlElementInternal;
+struct ZYNAdmXmlChildNode;
+struct ZYNAdmXmlAttributeNode;
+
+// Handle of one pointer on a shared, reference-counted element body: a name, one text
+// value, children in insertion order and attributes kept sorted by name, so that equal
+// trees serialise to equal bytes whatever order built them.
+//
+// Copying a handle shares the body; only Clone parts two handles. The reference count is
+// plain: a tree and all its handles belong to one thread at a time.
+//
+// `_orphan` is the null element, handed out by reference where there is no element.
+// Every operation that could change an element refuses it, so a chain of calls on a
+// failed lookup stays harmless. Identity is by address (IsOrphan).
+class ZYNAdmXmlElement {
+ public:
+  // Empty handle; no body is created. constexpr so that `_orphan` needs no constructor run.
+  constexpr ZYNAdmXmlElement() : _p(nullptr) {}
+  // Empty handle, then SetName(name).
+  explicit ZYNAdmXmlElement(const DString& name);
+  ZYNAdmXmlElement(const ZYNAdmXmlElement& other);
+  ZYNAdmXmlElement(ZYNAdmXmlElement&& other) noexcept : _p(other._p) { other._p = nullptr; }
+  ~ZYNAdmXmlElement();
+
+  // Same as Assign, except that assigning a handle to itself changes nothing.
+  ZYNAdmXmlElement& operator=(const ZYNAdmXmlElement& other);
+
+  // Lets go of the body (destroyed with its last reference); the handle becomes empty.
+  void Reset();
+  // Shares `other`'s body. Assigning `_orphan`, or to `_orphan`, changes nothing and
+  // gives `_orphan`.
+  ZYNAdmXmlElement& Assign(const ZYNAdmXmlElement& other);
+  // A new body with copies of name, value and attribute list. deep 0: the children are
+  // shared with this element; deep not 0: each child is cloned too. Empty for an empty
+  // handle.
+  ZYNAdmXmlElement Clone(unsigned char deep) const;
+
+  // Structure. Results: 0 failure (on `_orphan`), 1 success.
+  // Appends in O(1); an empty `child` handle is appended as it is.
+  int AddChild(const ZYNAdmXmlElement& child);
+  // Unlinks the first child node holding `child`'s body; nothing if there is none.
+  void RemoveChild(const ZYNAdmXmlElement& child);
+  // Iteration: it = GetChildren(); while (it) { const ZYNAdmXmlElement& c = GetChild(it); }
+  // Removing the node under an iterator invalidates it.
+  void* GetChildren() const;
+  // `_orphan` and a null iterator when the iterator isn't one of this element's nodes.
+  const ZYNAdmXmlElement& GetChild(void*& iterator) const;
+
+  // Name and value.
+  int SetName(const DString& name);
+  DString GetName() const;
+  // Result: whether the stored value now equals `value` (0 on `_orphan`).
+  int SetValue(const DString& value);
+  DString GetValue() const;
+
+  // Attributes. An empty name is refused (0, nothing created).
+  int SetAttributeValue(const DString& name, const DString& value);
+  DString GetAttributeValue(const DString& name) const;
+  DString GetAttributeValue(const DString& name, const DString& defaultValue) const;
+  // `found` becomes 1 where the attribute exists, an empty value included, else 0.
+  DString GetAttributeValue(const DString& name, const DString& defaultValue,
+                            unsigned char& found) const;
+  void RemoveAttribute(const DString& name);
+  // Iteration in ascending name order: it = GetAttributes(); while (it) GetAttributeName(it).
+  void* GetAttributes() const;
+  // Empty text and a null iterator when the iterator isn't one of this element's nodes.
+  DString GetAttributeName(void*& iterator) const;
+
+  // Borrowed views for hot loops such as the writer's, which would otherwise copy each
+  // string handle it reads: valid while the element is unchanged. Empty texts for an
+  // empty handle.
+  const DString& GetNameRef() const;
+  const DString& GetValueRef() const;
+  // One step of a walk begun with GetAttributes() on this very element: the name, with
+  // `value` set, or null at the end. Unlike GetAttributeName it trusts the iterator.
+  const DString* NextAttribute(void*& iterator, const DString*& value) const;
+
+  // Neither of these is an operation of the model; they spare callers a pointer test.
+  bool IsOrphan() const { return this == &_orphan; }
+  bool IsEmpty() const { return _p == nullptr; }
+
+  static ZYNAdmXmlElement _orphan;
+
+ private:
+  bool _EnsureBody();
+
+  ZYNAdmXmlElementInternal* _p;
+};
+
+#endif

@@ -1,0 +1,24 @@
+#ifndef ZYN_XML_ZYNADMXMLHASH_H
+#define ZYN_XML_ZYNADMXMLHASH_H
+
+#include "DString.h"
+
+class ZYNAdmXmlElement;
+
+// The seal of a tree: the root attribute "ZYNHachageSomme" holds "SHA256_v1_" and the
+// SHA-256 of the tree's compact form, taken while the attribute holds the bare prefix.
+// It covers the tree and not a file's bytes, so line ends and indentation added on
+// writing, or comments added later, don't break it.
+class ZYNAdmXmlHash {
+ public:
+  // Seals `element` in place; sealing again gives the same value. 1 success, 0 failure
+  // (the attribute then keeps the bare prefix).
+  static int Hash(ZYNAdmXmlElement& element);
+  // "ZYNHachageSomme=" and the seal, for comparing the seals of two trees; empty where
+  // there is none.
+  static DString GetHash(ZYNAdmXmlElement& element);
+  // 1 seal right, 2 seal wrong, 0 no seal, -1 not computable. `element` isn't changed.
+  static int Check(ZYNAdmXmlElement& element);
+};
+
+#endif

@@ -1,0 +1,509 @@
+#include "ZYNAdmXmlParser.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <vector>
+
+#include "ZYNAdmCodePage.h"
+#include "ZYNAdmInputStream.h"
+#include "ZYNAdmXmlElement.h"
+
+// The former string pool is gone: names are interned per Parse call now.
+void ZYNStringPoolSetForCurrentThrd() {}
+void ZYNStringPoolDisable() {}
+int ZYNStringPoolFlush() { return 0; }
+
+namespace {
+
+const int S_initialCapacity = 4096;  // units of the read buffer
+const int S_blockSize = 4096;        // bytes asked of the stream per Read
+const int S_initialStackCapacity = 20;
+const int S_initialPoolBuckets = 101;
+const int S_directSearchLimit = 256;  // units of a tag searched without the partner index
+
+// One interned name: the units as they stand in the file and their decoded form.
+struct PooledEntry {
+  PooledEntry(const unsigned short* units, int length, PooledEntry* nextEntry);
+
+  DString raw;
+  DString decoded;
+  PooledEntry* next;
+  unsigned int hash;  // kept so that growing the table needn't hash again
+};
+
+// Names of a reference file are few and repeated ten thousand times: each is decoded once
+// and all its copies share one record. The table grows so that a file of many distinct
+// names (garbage, or a hostile one) stays linear.
+class NamePool {
+ public:
+  NamePool() : _buckets(S_initialPoolBuckets, nullptr), _count(0) {}
+  ~NamePool();
+  NamePool(const NamePool&) = delete;
+  NamePool& operator=(const NamePool&) = delete;
+
+  DString Get(const unsigned short* units, int length);
+
+ private:
+  void _Grow();
+
+  std::vector<PooledEntry*> _buckets;
+  size_t _count;
+};
+
+// For one tag: where each unit occurs next. Built only when an attribute's first delimiter
+// has no partner in a long rest of the tag, so that a tag of many unmatched units costs
+// one pass, not one per unit.
+class PartnerIndex {
+ public:
+  PartnerIndex() : _stamp(0), _tag(nullptr) {}
+  void Invalidate() { _tag = nullptr; }
+  bool IsBuiltFor(const unsigned short* tag) const { return _tag == tag; }
+  void Build(const unsigned short* tag, int length);
+  int NextOf(int index) const { return _next[static_cast<size_t>(index)]; }
+
+ private:
+  std::vector<int> _next;
+  std::vector<unsigned int> _seenStamp;  // per unit value; stamps spare a clear per tag
+  std::vector<int> _seenAt;
+  unsigned int _stamp;
+  const unsigned short* _tag;
+};
+
+// The parser's working state; everything is released on every exit of Parse.
+struct ParseData {
+  ParseData() : buffer(nullptr), capacity(0), end(0), top(-1), stack(S_initialStackCapacity) {}
+  ~ParseData() { delete[] buffer; }
+  ParseData(const ParseData&) = delete;
+  ParseData& operator=(const ParseData&) = delete;
+
+  unsigned short* buffer;
+  int capacity;
+  int end;  // units of data in the buffer
+  int top;  // index of the open element, -1 when none is open
+  std::vector<ZYNAdmXmlElement> stack;
+  NamePool pool;
+  PartnerIndex partners;
+  std::vector<unsigned short> work;  // decoded text or attribute value
+};
+
+bool sIsHexDigit(unsigned short unit) {
+  return (unit >= '0' && unit <= '9') || (unit >= 'a' && unit <= 'f') ||
+         (unit >= 'A' && unit <= 'F');
+}
+
+unsigned short sHexValue(unsigned short unit) {
+  if (unit <= '9') return static_cast<unsigned short>(unit - '0');
+  if (unit <= 'F') return static_cast<unsigned short>(unit - 'A' + 10);
+  return static_cast<unsigned short>(unit - 'a' + 10);
+}
+
+// Undoes the writer's `_xHHHH_` escapes, which make any text a legal name.
+DString sDecodeName(const unsigned short* units, int length) {
+  std::vector<unsigned short> out;
+  out.reserve(static_cast<size_t>(length));
+  for (int i = 0; i < length; ++i) {
+    const unsigned short* at = units + i;
+    if (at[0] == '_' && i + 6 < length && at[1] == 'x' && at[6] == '_' && sIsHexDigit(at[2]) &&
+        sIsHexDigit(at[3]) && sIsHexDigit(at[4]) && sIsHexDigit(at[5])) {
+      out.push_back(static_cast<unsigned short>((sHexValue(at[2]) << 12) | (sHexValue(at[3]) << 8) |
+                                                (sHexValue(at[4]) << 4) | sHexValue(at[5])));
+      i += 6;
+      continue;
+    }
+    out.push_back(at[0]);
+  }
+  return DString(out.data(), static_cast<int>(out.size()));
+}
+
+unsigned int sHashUnits(const unsigned short* units, int length) {
+  unsigned int hash = 0;
+  for (int i = 0; i < length; ++i) hash = hash * 31 + units[i];
+  return hash;
+}
+
+PooledEntry::PooledEntry(const unsigned short* units, int length, PooledEntry* nextEntry)
+    : raw(units, length), decoded(), next(nextEntry), hash(sHashUnits(units, length)) {
+  bool escaped = false;
+  for (int i = 0; i < length && !escaped; ++i) escaped = units[i] == '_';
+  decoded = escaped ? sDecodeName(units, length) : raw;
+}
+
+NamePool::~NamePool() {
+  for (PooledEntry* entry : _buckets) {
+    while (entry != nullptr) {
+      PooledEntry* next = entry->next;
+      delete entry;
+      entry = next;
+    }
+  }
+}
+
+DString NamePool::Get(const unsigned short* units, int length) {
+  const unsigned int hash = sHashUnits(units, length);
+  const size_t bucket = length == 0 ? 0 : (hash & 0x7FFFFFFFu) % _buckets.size();
+  for (PooledEntry* entry = _buckets[bucket]; entry != nullptr; entry = entry->next) {
+    if (entry->raw.Length() != length) continue;
+    if (length == 0 ||
+        std::memcmp(entry->raw.ConvertToUCChar(), units, static_cast<size_t>(length) * 2) == 0) {
+      return entry->decoded;
+    }
+  }
+  PooledEntry* entry = new PooledEntry(units, length, _buckets[bucket]);
+  _buckets[bucket] = entry;
+  if (++_count > 2 * _buckets.size()) _Grow();
+  return entry->decoded;
+}
+
+void NamePool::_Grow() {
+  std::vector<PooledEntry*> grown(2 * _buckets.size() + 1, nullptr);
+  for (PooledEntry* entry : _buckets) {
+    while (entry != nullptr) {
+      PooledEntry* next = entry->next;
+      const size_t bucket =
+          entry->raw.Length() == 0 ? 0 : (entry->hash & 0x7FFFFFFFu) % grown.size();
+      entry->next = grown[bucket];
+      grown[bucket] = entry;
+      entry = next;
+    }
+  }
+  _buckets.swap(grown);
+}
+
+void PartnerIndex::Build(const unsigned short* tag, int length) {
+  if (_seenStamp.empty()) {
+    _seenStamp.assign(65536, 0);
+    _seenAt.assign(65536, 0);
+  }
+  if (++_stamp == 0) {  // wrapped: old stamps would read as current
+    std::fill(_seenStamp.begin(), _seenStamp.end(), 0);
+    _stamp = 1;
+  }
+  _next.resize(static_cast<size_t>(length));
+  for (int i = length - 1; i >= 0; --i) {
+    const unsigned short unit = tag[i];
+    _next[static_cast<size_t>(i)] = _seenStamp[unit] == _stamp ? _seenAt[unit] : -1;
+    _seenStamp[unit] = _stamp;
+    _seenAt[unit] = i;
+  }
+  _tag = tag;
+}
+
+// Stores up to `count` units decoded from the stream's bytes, taken as UTF-8 whatever the
+// declaration says. A sequence cut by the end of a block fetches one byte fewer than it
+// lacks; that count is part of the behaviour (the stream answers a request for 0 bytes
+// with -1, which ends the call), so a character straddling a block end comes out garbled
+// the same way every time. Gives the units stored, or -1 for none.
+int sFillBuffer(unsigned short* destination, int count, ZYNAdmInputStream& stream) {
+  if (count <= 0) return -1;
+  // Room behind the block for the bytes of a cut sequence and its unfetched last byte.
+  unsigned char block[S_blockSize + 8];
+  int stored = 0;
+  while (stored < count) {
+    const int wanted = count - stored < S_blockSize ? count - stored : S_blockSize;
+    int got = stream.Read(block, wanted);
+    if (got <= 0) break;
+    if (got > wanted) got = wanted;
+    for (int i = 0; i < got; ++i) {
+      const unsigned int lead = block[i];
+      if (lead < 0xC0) {
+        destination[stored++] = static_cast<unsigned short>(lead);
+        continue;
+      }
+      const int extra = ZYNbytesFromUTF8[lead];
+      const int last = i + extra;
+      if (last >= got) {
+        const int asked = last - got;
+        if (stream.Read(block + got, asked) != asked) return stored > 0 ? stored : -1;
+        block[last] = 0;  // never fetched: it comes first in the next call
+      }
+      unsigned int code = 0;
+      for (int k = 0; k < extra; ++k) code = (code + block[i + k]) << 6;
+      code += block[last];
+      code -= ZYNoffsetsFromUTF8[extra];
+      destination[stored++] = code > 0xFFFF ? 0x3F : static_cast<unsigned short>(code);
+      i = last;
+    }
+  }
+  return stored > 0 ? stored : -1;
+}
+
+// Keeps the units from `keepFrom` on, at the buffer's start, and fills the room behind
+// them. The buffer doubles only when they take more than half of it, so moves stay cheap
+// and growth is amortised. Gives the shift of every index, or -1 at the end of the input.
+int sRefill(ParseData& data, int keepFrom, ZYNAdmInputStream& stream) {
+  const int remaining = data.end - keepFrom;
+  if (remaining > data.capacity / 2) {
+    const long long grown = 2LL * data.capacity;
+    if (grown > 0x3FFFFFFF) return -2;  // beyond what an int index can hold
+    unsigned short* buffer = new (std::nothrow) unsigned short[static_cast<size_t>(grown)];
+    if (buffer == nullptr) return -2;
+    std::memcpy(buffer, data.buffer + keepFrom, static_cast<size_t>(remaining) * 2);
+    delete[] data.buffer;
+    data.buffer = buffer;
+    data.capacity = static_cast<int>(grown);
+  } else if (keepFrom > 0) {
+    std::memmove(data.buffer, data.buffer + keepFrom, static_cast<size_t>(remaining) * 2);
+  }
+  data.partners.Invalidate();
+  data.end = remaining;
+  const int got = sFillBuffer(data.buffer + remaining, data.capacity - remaining, stream);
+  if (got < 0) return -1;
+  data.end += got;
+  return keepFrom;
+}
+
+struct Entity {
+  const char* text;
+  int length;
+  unsigned short unit;
+};
+
+const Entity S_textEntities[] = {
+    {"&gt;", 4, '>'}, {"&lt;", 4, '<'}, {"&amp;", 5, '&'}, {"&quot;", 6, '"'}};
+const Entity S_attributeEntities[] = {
+    {"&gt;", 4, '>'},    {"&lt;", 4, '<'},    {"&amp;", 5, '&'},   {"&quot;", 6, '"'},
+    {"&#x9;", 5, 9},     {"&#xA;", 5, 10},    {"&#xa;", 5, 10},    {"&#xD;", 5, 13},
+    {"&#xd;", 5, 13}};
+
+bool sMatches(const unsigned short* units, int length, const Entity& entity) {
+  if (entity.length > length) return false;
+  for (int k = 0; k < entity.length; ++k) {
+    if (units[k] != static_cast<unsigned char>(entity.text[k])) return false;
+  }
+  return true;
+}
+
+// Replaces the entities of `table` left to right, in one pass, so that "&amp;lt;" gives
+// "&lt;"; any other `&` stays as it is.
+template <size_t N>
+DString sDecodeEntities(const unsigned short* units, int length, const Entity (&table)[N],
+                        std::vector<unsigned short>& work) {
+  const unsigned short* ampersand = nullptr;
+  for (int i = 0; i < length && ampersand == nullptr; ++i) {
+    if (units[i] == '&') ampersand = units + i;
+  }
+  if (ampersand == nullptr) return DString(units, length);
+  work.clear();
+  work.insert(work.end(), units, ampersand);
+  for (int i = static_cast<int>(ampersand - units); i < length; ++i) {
+    unsigned short unit = units[i];
+    if (unit == '&') {
+      for (const Entity& entity : table) {
+        if (!sMatches(units + i, length - i, entity)) continue;
+        unit = entity.unit;
+        i += entity.length - 1;
+        break;
+      }
+    }
+    work.push_back(unit);
+  }
+  return DString(work.data(), static_cast<int>(work.size()));
+}
+
+// Text that opens with a line end is layout when only tabs and blanks follow; any other
+// text, even one opening with a blank or a carriage return, keeps every unit.
+DString sDecodeText(const unsigned short* units, int length, std::vector<unsigned short>& work) {
+  int first = 0;
+  if (units[0] == 10) {
+    first = 1;
+    while (first < length && (units[first] == 9 || units[first] == 32)) ++first;
+    if (first == length) return DString();
+  }
+  return sDecodeEntities(units + first, length - first, S_textEntities, work);
+}
+
+int sFindUnit(const unsigned short* units, int from, int end, unsigned short unit) {
+  for (int i = from; i < end; ++i) {
+    if (units[i] == unit) return i;
+  }
+  return -1;
+}
+
+// The closing delimiter of a value whose opening one is searched from `from`: the first
+// unit above 0x20 that occurs again further in the tag serves. Gives -1 when none does,
+// and then no later attribute of the tag can be read either, since every unit behind this
+// `=` (a later `=` included) occurs only once.
+int sFindValueEnd(ParseData& data, const unsigned short* tag, int from, int length, int& open) {
+  for (open = from; open < length && tag[open] <= 0x20; ++open) {
+  }
+  if (open >= length) return -1;
+  if (!data.partners.IsBuiltFor(tag)) {
+    const int close = sFindUnit(tag, open + 1, length, tag[open]);
+    if (close >= 0) return close;
+    // A short rest is searched directly; the index isn't worth its tables there.
+    if (length - open <= S_directSearchLimit) {
+      for (++open; open < length; ++open) {
+        if (tag[open] <= 0x20) continue;
+        const int partner = sFindUnit(tag, open + 1, length, tag[open]);
+        if (partner >= 0) return partner;
+      }
+      return -1;
+    }
+    data.partners.Build(tag, length);
+  }
+  for (; open < length; ++open) {
+    if (tag[open] > 0x20 && data.partners.NextOf(open) >= 0) return data.partners.NextOf(open);
+  }
+  return -1;
+}
+
+// Reads `name=<d>value<d>` pairs where the name ends at `=` or white space, the value
+// belongs to the first `=` behind the name, and any unit can delimit it. The unit behind a
+// closing delimiter is always skipped. Once no `=` or no delimiter can be found, nothing
+// later in the tag can be found either, so the list ends there.
+void sReadAttributes(ParseData& data, const unsigned short* tag, int position, int length,
+                     ZYNAdmXmlElement& element) {
+  data.partners.Invalidate();
+  while (position < length) {
+    while (position < length && tag[position] <= 0x20) ++position;
+    if (position + 1 >= length) return;
+    const int nameStart = position;
+    int nameEnd = nameStart + 1;
+    while (nameEnd < length && tag[nameEnd] != '=' && tag[nameEnd] > 0x20) ++nameEnd;
+    const int equals = sFindUnit(tag, nameEnd, length, '=');
+    if (equals < 0 || equals == length - 1) return;
+    int open = 0;
+    const int close = sFindValueEnd(data, tag, equals + 1, length, open);
+    if (close < 0) return;
+    const DString value =
+        sDecodeEntities(tag + open + 1, close - open - 1, S_attributeEntities, data.work);
+    element.SetAttributeValue(data.pool.Get(tag + nameStart, nameEnd - nameStart), value);
+    position = close + 2;
+  }
+}
+
+// A start tag of `length` units at `tag`: a new element on the stack, closed at once when
+// the tag ends with `/`.
+void sStartElement(ParseData& data, const unsigned short* tag, int length) {
+  if (data.top + 1 >= static_cast<int>(data.stack.size())) data.stack.resize(2 * data.stack.size());
+  const int parent = data.top;
+  ZYNAdmXmlElement& element = data.stack[static_cast<size_t>(++data.top)];
+  element.Reset();
+  const bool selfClosing = length > 0 && tag[length - 1] == '/';
+  if (selfClosing) --length;
+  int nameEnd = 0;
+  while (nameEnd < length && tag[nameEnd] > 0x20) ++nameEnd;
+  sReadAttributes(data, tag, nameEnd + 1, length, element);
+  element.SetName(data.pool.Get(tag, nameEnd));
+  if (!selfClosing) return;
+  if (parent >= 0) data.stack[static_cast<size_t>(parent)].AddChild(element);
+  data.top = parent;
+}
+
+// An element reaches its parent only when it closes. The name isn't compared. A stray end
+// tag with nothing open leaves the stack empty rather than reaching below it.
+void sEndElement(ParseData& data) {
+  if (data.top > 0) {
+    data.stack[static_cast<size_t>(data.top - 1)].AddChild(data.stack[static_cast<size_t>(data.top)]);
+  }
+  if (data.top >= 0) --data.top;
+}
+
+// Whether the `>` at `index` ends the tag that starts at `tagStart`. A `<!` tag shorter
+// than 5 units swallows the next `>`, and a comment ends only at `-->`.
+bool sEndsTag(const unsigned short* buffer, int tagStart, int index) {
+  if (buffer[tagStart] != '!') return true;
+  if (index - tagStart < 5) return false;
+  if (buffer[tagStart + 1] != '-' || buffer[tagStart + 2] != '-') return true;
+  return buffer[index - 1] == '-' && buffer[index - 2] == '-';
+}
+
+bool sIsComment(const unsigned short* buffer, int tagStart, int index) {
+  return index - tagStart >= 3 && buffer[tagStart] == '!' && buffer[tagStart + 1] == '-' &&
+         buffer[tagStart + 2] == '-';
+}
+
+// Scans from `scan` for the unquoted `>` that ends the tag; quotes mean nothing in a
+// comment. `quote` carries an open quote across refills. Gives the index of the `>`, or -1
+// when the data ends first.
+int sScanTag(const ParseData& data, int tagStart, int scan, unsigned short& quote) {
+  const unsigned short* buffer = data.buffer;
+  for (; scan < data.end; ++scan) {
+    const unsigned short unit = buffer[scan];
+    if (quote != 0) {
+      if (unit == quote) quote = 0;
+      continue;
+    }
+    if (unit == '>') {
+      if (sEndsTag(buffer, tagStart, scan)) return scan;
+      continue;
+    }
+    if ((unit == '"' || unit == '\'') && !sIsComment(buffer, tagStart, scan)) quote = unit;
+  }
+  return -1;
+}
+
+void sHandleTag(ParseData& data, int tagStart, int length) {
+  const unsigned short* tag = data.buffer + tagStart;
+  const unsigned short first = length > 0 ? tag[0] : '>';
+  if (first == '?' || first == '!') return;
+  if (first == '/') {
+    sEndElement(data);
+    return;
+  }
+  sStartElement(data, tag, length);
+}
+
+}  // namespace
+
+int ZYNAdmXmlParser::Parse(ZYNAdmInputStream& stream, ZYNAdmXmlElement& root) {
+  if (stream.Open() == 0) return 0;
+  ParseData data;
+  data.buffer = new (std::nothrow) unsigned short[S_initialCapacity];
+  if (data.buffer == nullptr) {
+    stream.Close();
+    return 0;
+  }
+  data.capacity = S_initialCapacity;
+  data.end = sFillBuffer(data.buffer, data.capacity, stream);
+  if (data.end < 0) {
+    stream.Close();
+    return 0;
+  }
+
+  int textStart = 0;
+  int scan = 0;
+  for (;;) {
+    while (scan < data.end && data.buffer[scan] != '<') ++scan;
+    if (scan == data.end) {
+      const int shift = sRefill(data, textStart, stream);
+      if (shift == -1) break;
+      if (shift < 0) {
+        stream.Close();
+        return 0;
+      }
+      textStart -= shift;
+      scan -= shift;
+      continue;
+    }
+
+    // Only the first piece of text that decodes to something becomes the value.
+    if (scan > textStart && data.top >= 0 &&
+        data.stack[static_cast<size_t>(data.top)].GetValue().IsEmpty()) {
+      const DString text = sDecodeText(data.buffer + textStart, scan - textStart, data.work);
+      if (!text.IsEmpty()) data.stack[static_cast<size_t>(data.top)].SetValue(text);
+    }
+
+    int tagStart = scan + 1;
+    int tagScan = tagStart;
+    unsigned short quote = 0;
+    int tagEnd = -1;
+    while ((tagEnd = sScanTag(data, tagStart, tagScan, quote)) < 0) {
+      tagScan = data.end;  // all the data so far is scanned
+      const int shift = sRefill(data, tagStart, stream);
+      if (shift < 0) {  // the input ended inside a tag
+        stream.Close();
+        return 0;
+      }
+      tagStart -= shift;
+      tagScan -= shift;
+    }
+    sHandleTag(data, tagStart, tagEnd - tagStart);
+    textStart = scan = tagEnd + 1;
+  }
+
+  root.Assign(data.stack[0]);
+  stream.Close();
+  return 1;
+}

@@ -1,0 +1,250 @@
+// ZYNAdmXmlParser::GetXml: a tree to its compact UTF-8 form. Digests are taken of these
+// bytes, so every rule below (quoting, escapes, name encoding, the declaration) is part of
+// the format of the files on media and must not move by one byte.
+
+#include "ZYNAdmCodePage.h"
+#include "ZYNAdmOutputStream.h"
+#include "ZYNAdmXmlElement.h"
+#include "ZYNAdmXmlParser.h"
+
+namespace {
+
+const int kBufferSize = 4096;
+
+const char S_Declaration[] = "<?xml version=\"1.0\" encoding=\"utf-8\" ?>";
+const char S_LT[] = "&lt;";
+const char S_GT[] = "&gt;";
+const char S_AMP[] = "&amp;";
+const char S_QUOT[] = "&quot;";
+const unsigned short S_hexchar[] = {'0', '1', '2', '3', '4', '5', '6', '7',
+                                    '8', '9', 'A', 'B', 'C', 'D', 'E', 'F'};
+
+// One output buffer per GetXml call, shared down the recursion. The flush points are
+// those of a 4096-byte buffer filled unit by unit; a target that counts its Write calls
+// sees the same calls whatever path produced the units.
+struct SOutput {
+  unsigned char buffer[kBufferSize];
+  int count;
+  ZYNAdmOutputStream& stream;
+
+  explicit SOutput(ZYNAdmOutputStream& target) : count(0), stream(target) {}
+};
+
+bool sFlush(SOutput& out) {
+  int wanted = out.count;
+  out.count = 0;
+  return out.stream.Write(out.buffer, wanted) == wanted;
+}
+
+// A full buffer goes out only when a further byte is due, never eagerly.
+inline bool sPutByte(SOutput& out, unsigned char byte) {
+  if (out.count >= kBufferSize && !sFlush(out)) return false;
+  out.buffer[out.count++] = byte;
+  return true;
+}
+
+bool sPutAscii(SOutput& out, const char* text) {
+  for (; *text != 0; ++text) {
+    if (!sPutByte(out, static_cast<unsigned char>(*text))) return false;
+  }
+  return true;
+}
+
+// Each unit on its own, as UCS-2: the halves of a surrogate pair become three bytes each.
+// A sequence never straddles a flush.
+bool sPutUnit(SOutput& out, unsigned int unit) {
+  if (unit < 0x80) return sPutByte(out, static_cast<unsigned char>(unit));
+  int length = unit < 0x800 ? 2 : 3;
+  if (out.count + length > kBufferSize && out.count > 0 && !sFlush(out)) return false;
+  unsigned char* at = out.buffer + out.count;
+  if (length == 3) {
+    at[2] = static_cast<unsigned char>((unit | 0x80) & 0xBF);
+    unit >>= 6;
+  }
+  at[1] = static_cast<unsigned char>((unit | 0x80) & 0xBF);
+  unit >>= 6;
+  at[0] = static_cast<unsigned char>(unit | ZYNAdmfirstByteMark[length]);
+  out.count += length;
+  return true;
+}
+
+// Runs of ASCII go straight into the room left; anything else takes the unit rule above,
+// which also does the flushing, so the flush points are those of the unit-by-unit walk.
+bool sWriteToBuffer(SOutput& out, const unsigned short* text, int length) {
+  int i = 0;
+  while (i < length) {
+    unsigned char* at = out.buffer + out.count;
+    int room = kBufferSize - out.count;
+    int n = 0;
+    while (n < room && i < length && text[i] < 0x80) at[n++] = static_cast<unsigned char>(text[i++]);
+    out.count += n;
+    if (i == length) break;
+    if (!sPutUnit(out, text[i])) return false;
+    ++i;
+  }
+  return true;
+}
+
+bool sIsHexDigit(unsigned short unit) {
+  return (unit >= '0' && unit <= '9') || (unit >= 'a' && unit <= 'f') ||
+         (unit >= 'A' && unit <= 'F');
+}
+
+bool sIsLetter(unsigned short unit) {
+  return (unit >= 'A' && unit <= 'Z') || (unit >= 'a' && unit <= 'z');
+}
+
+// A `_` that opens what would read back as an `_xHHHH_` escape must itself be escaped,
+// or the parser would turn the source text into another unit.
+bool sLooksLikeEscape(const unsigned short* units, int length, int i) {
+  if (i + 6 >= length) return false;
+  if (units[i] != '_' || units[i + 1] != 'x' || units[i + 6] != '_') return false;
+  return sIsHexDigit(units[i + 2]) && sIsHexDigit(units[i + 3]) && sIsHexDigit(units[i + 4]) &&
+         sIsHexDigit(units[i + 5]);
+}
+
+bool sIsNameUnit(unsigned short unit, int i) {
+  if (sIsLetter(unit) || unit == '_') return true;
+  if (i == 0) return false;
+  return (unit >= '0' && unit <= '9') || unit == '-' || unit == '.' || unit == ':';
+}
+
+bool sIsKeptNameUnit(const unsigned short* units, int length, int i) {
+  return sIsNameUnit(units[i], i) && !sLooksLikeEscape(units, length, i);
+}
+
+// encodeName, written straight to the output: names are written twice per element, and
+// building a string for each would cost an allocation per name on large trees. Kept units
+// are ASCII, so runs of them go out as they stand.
+bool sWriteName(SOutput& out, const DString& name) {
+  const unsigned short* units = name.ConvertToUCChar();
+  int length = name.Length();
+  int i = 0;
+  while (i < length) {
+    int run = i;
+    while (run < length && sIsKeptNameUnit(units, length, run)) ++run;
+    if (!sWriteToBuffer(out, units + i, run - i)) return false;
+    if (run == length) break;
+    unsigned short unit = units[run];
+    if (!sPutByte(out, '_') || !sPutByte(out, 'x')) return false;
+    for (int shift = 12; shift >= 0; shift -= 4) {
+      if (!sPutByte(out, static_cast<unsigned char>(S_hexchar[(unit >> shift) & 0xF]))) {
+        return false;
+      }
+    }
+    if (!sPutByte(out, '_')) return false;
+    i = run + 1;
+  }
+  return true;
+}
+
+// encodeAttributeValue, written straight to the output with its quotes. A value that
+// needs no escape keeps its bytes and takes whichever quote it doesn't contain; only a
+// value with both quotes, `<`, `&` or a control unit is rewritten between double quotes.
+// `'` and `>` are never escaped.
+bool sWriteAttributeValue(SOutput& out, const DString& value) {
+  const unsigned short* units = value.ConvertToUCChar();
+  int length = value.Length();
+  bool needsEscape = false;
+  bool hasQuot = false;
+  bool hasApos = false;
+  for (int i = 0; i < length; ++i) {
+    unsigned short unit = units[i];
+    if (unit == '<' || unit == '&' || unit == 9 || unit == 10 || unit == 13) needsEscape = true;
+    if (unit == '"') hasQuot = true;
+    if (unit == '\'') hasApos = true;
+  }
+  if (!needsEscape && !(hasQuot && hasApos)) {
+    unsigned char quote = hasQuot ? '\'' : '"';
+    return sPutByte(out, quote) && sWriteToBuffer(out, units, length) && sPutByte(out, quote);
+  }
+  if (!sPutByte(out, '"')) return false;
+  int start = 0;
+  for (int i = 0; i < length; ++i) {
+    const char* entity;
+    switch (units[i]) {
+      case '<': entity = S_LT; break;
+      case '&': entity = S_AMP; break;
+      case '"': entity = S_QUOT; break;
+      case 9: entity = "&#x9;"; break;
+      case 10: entity = "&#xA;"; break;
+      case 13: entity = "&#xD;"; break;
+      default: continue;
+    }
+    if (!sWriteToBuffer(out, units + start, i - start) || !sPutAscii(out, entity)) return false;
+    start = i + 1;
+  }
+  return sWriteToBuffer(out, units + start, length - start) && sPutByte(out, '"');
+}
+
+// Element text keeps tabs, line ends and apostrophes; only the four markup units change.
+bool sWriteText(SOutput& out, const DString& text) {
+  const unsigned short* units = text.ConvertToUCChar();
+  int length = text.Length();
+  int start = 0;
+  for (int i = 0; i < length; ++i) {
+    const char* entity;
+    switch (units[i]) {
+      case '<': entity = S_LT; break;
+      case '>': entity = S_GT; break;
+      case '&': entity = S_AMP; break;
+      case '"': entity = S_QUOT; break;
+      default: continue;
+    }
+    if (!sWriteToBuffer(out, units + start, i - start) || !sPutAscii(out, entity)) return false;
+    start = i + 1;
+  }
+  return sWriteToBuffer(out, units + start, length - start);
+}
+
+bool sWriteAttributes(SOutput& out, const ZYNAdmXmlElement& element) {
+  void* iterator = element.GetAttributes();
+  const DString* value = nullptr;
+  while (const DString* name = element.NextAttribute(iterator, value)) {
+    if (!sPutByte(out, ' ')) return false;
+    if (name->IsEmpty()) return false;
+    if (!sWriteName(out, *name) || !sPutByte(out, '=')) return false;
+    if (!sWriteAttributeValue(out, *value)) return false;
+  }
+  return true;
+}
+
+// Text first, then the children, whatever their order in a parsed source: the parser
+// keeps one text per element, so this is the only order that reads back the same.
+bool sGetXml(SOutput& out, const ZYNAdmXmlElement& element) {
+  if (!sPutByte(out, '<')) return false;
+  const DString& name = element.GetNameRef();
+  if (name.IsEmpty()) return false;
+  if (!sWriteName(out, name) || !sWriteAttributes(out, element)) return false;
+  const DString& value = element.GetValueRef();
+  void* iterator = element.GetChildren();
+  if (value.IsEmpty() && iterator == nullptr) return sPutAscii(out, "/>");
+  if (!sPutByte(out, '>') || !sWriteText(out, value)) return false;
+  while (iterator != nullptr) {
+    if (!sGetXml(out, element.GetChild(iterator))) return false;
+  }
+  return sPutAscii(out, "</") && sWriteName(out, name) && sPutByte(out, '>');
+}
+
+}  // namespace
+
+int ZYNAdmXmlParser::GetXml(const ZYNAdmXmlElement& element, ZYNAdmOutputStream& stream) {
+  return GetXml(element, DString(), stream);
+}
+
+// On a failure after Open the stream is left open, as the caller may still want to look
+// at what reached it.
+int ZYNAdmXmlParser::GetXml(const ZYNAdmXmlElement& element, const DString& prolog,
+                            ZYNAdmOutputStream& stream) {
+  SOutput out(stream);
+  for (const char* at = S_Declaration; *at != 0; ++at) {
+    out.buffer[out.count++] = static_cast<unsigned char>(*at);
+  }
+  if (!stream.Open()) return 0;
+  if (!prolog.IsEmpty() && !sWriteToBuffer(out, prolog.ConvertToUCChar(), prolog.Length())) {
+    return 0;
+  }
+  if (!sGetXml(out, element)) return 0;
+  if (out.count > 0 && !sFlush(out)) return 0;
+  return stream.Close() != 0 ? 1 : 0;
+}
