@@ -1,5 +1,10 @@
 #include "ZYNAdmXmlElement.h"
 
+#include <iterator>
+#include <map>
+#include <utility>
+#include <vector>
+
 struct ZYNAdmXmlChildNode {
   ZYNAdmXmlChildNode* next;
   ZYNAdmXmlElement child;  // holds one reference on the child's body
@@ -12,6 +17,15 @@ struct ZYNAdmXmlAttributeNode {
   DString value;
 };
 
+struct SNameLess {
+  bool operator()(const DString& a, const DString& b) const { return DString::Compare(&a, &b) < 0; }
+};
+typedef std::map<DString, ZYNAdmXmlAttributeNode*, SNameLess> SAttributeIndex;
+
+// Elements with few attributes keep only the sorted list; past this many, an index by
+// name keeps a tag with a huge number of attributes from costing quadratic time.
+static const int S_indexThreshold = 32;
+
 struct ZYNAdmXmlElementInternal {
   int refCount;
   DString name;
@@ -19,11 +33,48 @@ struct ZYNAdmXmlElementInternal {
   ZYNAdmXmlChildNode* firstChild;
   ZYNAdmXmlChildNode* lastChild;  // the node behind which AddChild appends
   ZYNAdmXmlAttributeNode* firstAttribute;
+  int attributeCount;
+  SAttributeIndex* attributeIndex;          // null below the threshold
+  ZYNAdmXmlElementInternal* nextToDestroy;  // link of the per-thread destruction queue
 
   ZYNAdmXmlElementInternal()
-      : refCount(1), firstChild(nullptr), lastChild(nullptr), firstAttribute(nullptr) {}
+      : refCount(1),
+        firstChild(nullptr),
+        lastChild(nullptr),
+        firstAttribute(nullptr),
+        attributeCount(0),
+        attributeIndex(nullptr),
+        nextToDestroy(nullptr) {}
   ~ZYNAdmXmlElementInternal();
+  void BuildIndex();
 };
+
+void ZYNAdmXmlElementInternal::BuildIndex() {
+  if (attributeIndex != nullptr || attributeCount <= S_indexThreshold) return;
+  attributeIndex = new SAttributeIndex();
+  for (ZYNAdmXmlAttributeNode* node = firstAttribute; node != nullptr; node = node->next) {
+    attributeIndex->emplace_hint(attributeIndex->end(), node->name, node);
+  }
+}
+
+// Releasing a body may release its children and so on down a tree of any depth. Bodies
+// whose count falls to 0 are queued and destroyed by the outermost release, so a deeply
+// nested document can't exhaust the call stack.
+static thread_local ZYNAdmXmlElementInternal* S_destroyQueue = nullptr;
+static thread_local bool S_destroying = false;
+
+static void sDestroyBody(ZYNAdmXmlElementInternal* body) {
+  body->nextToDestroy = S_destroyQueue;
+  S_destroyQueue = body;
+  if (S_destroying) return;
+  S_destroying = true;
+  while (S_destroyQueue != nullptr) {
+    ZYNAdmXmlElementInternal* next = S_destroyQueue;
+    S_destroyQueue = next->nextToDestroy;
+    delete next;
+  }
+  S_destroying = false;
+}
 
 // Children go first, in order, each release possibly destroying a whole subtree.
 ZYNAdmXmlElementInternal::~ZYNAdmXmlElementInternal() {
@@ -43,6 +94,8 @@ ZYNAdmXmlElementInternal::~ZYNAdmXmlElementInternal() {
     attribute = next;
   }
   firstAttribute = nullptr;
+  delete attributeIndex;
+  attributeIndex = nullptr;
 }
 
 ZYNAdmXmlElement ZYNAdmXmlElement::_orphan;
@@ -59,6 +112,10 @@ static const DString& sEmpty() {
 static ZYNAdmXmlAttributeNode* sFindAttribute(const ZYNAdmXmlElementInternal* body,
                                               const DString& name) {
   if (body == nullptr) return nullptr;
+  if (body->attributeIndex != nullptr) {
+    SAttributeIndex::const_iterator it = body->attributeIndex->find(name);
+    return it == body->attributeIndex->end() ? nullptr : it->second;
+  }
   for (ZYNAdmXmlAttributeNode* node = body->firstAttribute; node != nullptr; node = node->next) {
     int order = DString::Compare(&node->name, &name);
     if (order == 0) return node;
@@ -85,7 +142,7 @@ void ZYNAdmXmlElement::Reset() {
   if (_p == nullptr) return;
   ZYNAdmXmlElementInternal* body = _p;
   _p = nullptr;
-  if (--body->refCount == 0) delete body;
+  if (--body->refCount == 0) sDestroyBody(body);
 }
 
 ZYNAdmXmlElement& ZYNAdmXmlElement::Assign(const ZYNAdmXmlElement& other) {
@@ -105,16 +162,38 @@ bool ZYNAdmXmlElement::_EnsureBody() {
   return true;
 }
 
+// Copies one body's own content into `target`; with `deep`, each child gets a fresh body
+// that is queued for copying instead of being copied by recursion.
+static void sCopyBody(const ZYNAdmXmlElementInternal* source, ZYNAdmXmlElementInternal* target, bool deep,
+                      std::vector<std::pair<const ZYNAdmXmlElementInternal*, ZYNAdmXmlElementInternal*> >& work);
+
 ZYNAdmXmlElement ZYNAdmXmlElement::Clone(unsigned char deep) const {
   ZYNAdmXmlElement result;
   if (_p == nullptr) return result;
-  ZYNAdmXmlElementInternal* body = new ZYNAdmXmlElementInternal();
-  result._p = body;
-  body->name = _p->name;
-  body->value = _p->value;
-  for (ZYNAdmXmlChildNode* source = _p->firstChild; source != nullptr; source = source->next) {
-    ZYNAdmXmlChildNode* node = new ZYNAdmXmlChildNode{
-        nullptr, deep ? source->child.Clone(1) : source->child, body};
+  result._p = new ZYNAdmXmlElementInternal();
+  std::vector<std::pair<const ZYNAdmXmlElementInternal*, ZYNAdmXmlElementInternal*> > work;
+  work.emplace_back(_p, result._p);
+  while (!work.empty()) {
+    std::pair<const ZYNAdmXmlElementInternal*, ZYNAdmXmlElementInternal*> next = work.back();
+    work.pop_back();
+    sCopyBody(next.first, next.second, deep != 0, work);
+  }
+  return result;
+}
+
+static void sCopyBody(const ZYNAdmXmlElementInternal* source, ZYNAdmXmlElementInternal* body, bool deep,
+                      std::vector<std::pair<const ZYNAdmXmlElementInternal*, ZYNAdmXmlElementInternal*> >& work) {
+  body->name = source->name;
+  body->value = source->value;
+  for (ZYNAdmXmlChildNode* from = source->firstChild; from != nullptr; from = from->next) {
+    ZYNAdmXmlChildNode* node = new ZYNAdmXmlChildNode{nullptr, ZYNAdmXmlElement(), body};
+    if (!deep) {
+      node->child = from->child;
+    } else if (const ZYNAdmXmlElementInternal* grandSource = ZYNAdmXmlElement::_BodyOf(from->child)) {
+      ZYNAdmXmlElementInternal* fresh = new ZYNAdmXmlElementInternal();
+      ZYNAdmXmlElement::_AdoptBody(node->child, fresh);
+      work.emplace_back(grandSource, fresh);
+    }
     if (body->lastChild == nullptr) {
       body->firstChild = node;
     } else {
@@ -123,12 +202,12 @@ ZYNAdmXmlElement ZYNAdmXmlElement::Clone(unsigned char deep) const {
     body->lastChild = node;
   }
   ZYNAdmXmlAttributeNode** link = &body->firstAttribute;
-  for (ZYNAdmXmlAttributeNode* source = _p->firstAttribute; source != nullptr;
-       source = source->next) {
-    *link = new ZYNAdmXmlAttributeNode{nullptr, source->name, source->value};
+  for (ZYNAdmXmlAttributeNode* from = source->firstAttribute; from != nullptr; from = from->next) {
+    *link = new ZYNAdmXmlAttributeNode{nullptr, from->name, from->value};
     link = &(*link)->next;
   }
-  return result;
+  body->attributeCount = source->attributeCount;
+  body->BuildIndex();
 }
 
 int ZYNAdmXmlElement::AddChild(const ZYNAdmXmlElement& child) {
@@ -201,6 +280,19 @@ DString ZYNAdmXmlElement::GetValue() const { return _p == nullptr ? DString() : 
 int ZYNAdmXmlElement::SetAttributeValue(const DString& name, const DString& value) {
   if (name.IsEmpty() || !_EnsureBody()) return 0;
   ZYNAdmXmlAttributeNode** link = &_p->firstAttribute;
+  SAttributeIndex* index = _p->attributeIndex;
+  if (index != nullptr) {
+    SAttributeIndex::iterator at = index->lower_bound(name);
+    if (at != index->end() && DString::Compare(&at->first, &name) == 0) {
+      at->second->value = value;
+      return 1;
+    }
+    if (at != index->begin()) link = &std::prev(at)->second->next;
+    *link = new ZYNAdmXmlAttributeNode{*link, name, value};
+    index->emplace_hint(at, name, *link);
+    ++_p->attributeCount;
+    return 1;
+  }
   for (; *link != nullptr; link = &(*link)->next) {
     int order = DString::Compare(&(*link)->name, &name);
     if (order == 0) {
@@ -210,6 +302,8 @@ int ZYNAdmXmlElement::SetAttributeValue(const DString& name, const DString& valu
     if (order > 0) break;
   }
   *link = new ZYNAdmXmlAttributeNode{*link, name, value};
+  ++_p->attributeCount;
+  _p->BuildIndex();
   return 1;
 }
 
@@ -236,15 +330,24 @@ DString ZYNAdmXmlElement::GetAttributeValue(const DString& name, const DString& 
 void ZYNAdmXmlElement::RemoveAttribute(const DString& name) {
   if (IsOrphan() || _p == nullptr) return;
   ZYNAdmXmlAttributeNode** link = &_p->firstAttribute;
-  for (; *link != nullptr; link = &(*link)->next) {
-    int order = DString::Compare(&(*link)->name, &name);
-    if (order > 0) return;
-    if (order < 0) continue;
-    ZYNAdmXmlAttributeNode* node = *link;
-    *link = node->next;
-    delete node;
-    return;
+  SAttributeIndex* index = _p->attributeIndex;
+  if (index != nullptr) {
+    SAttributeIndex::iterator at = index->find(name);
+    if (at == index->end()) return;
+    if (at != index->begin()) link = &std::prev(at)->second->next;
+    index->erase(at);
+  } else {
+    for (; *link != nullptr; link = &(*link)->next) {
+      int order = DString::Compare(&(*link)->name, &name);
+      if (order > 0) return;
+      if (order == 0) break;
+    }
+    if (*link == nullptr) return;
   }
+  ZYNAdmXmlAttributeNode* node = *link;
+  *link = node->next;
+  delete node;
+  --_p->attributeCount;
 }
 
 void* ZYNAdmXmlElement::GetAttributes() const {

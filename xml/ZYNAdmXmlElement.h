@@ -86,6 +86,10 @@ class ZYNAdmXmlElement {
 
   static ZYNAdmXmlElement _orphan;
 
+  // For the tree copy inside this class's source file only.
+  static const ZYNAdmXmlElementInternal* _BodyOf(const ZYNAdmXmlElement& e) { return e._p; }
+  static void _AdoptBody(ZYNAdmXmlElement& e, ZYNAdmXmlElementInternal* body) { e._p = body; }
+
  private:
   bool _EnsureBody();
 

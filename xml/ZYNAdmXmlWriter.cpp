@@ -2,6 +2,8 @@
 // bytes, so every rule below (quoting, escapes, name encoding, the declaration) is part of
 // the format of the files on media and must not move by one byte.
 
+#include <vector>
+
 #include "ZYNAdmCodePage.h"
 #include "ZYNAdmOutputStream.h"
 #include "ZYNAdmXmlElement.h"
@@ -209,21 +211,47 @@ bool sWriteAttributes(SOutput& out, const ZYNAdmXmlElement& element) {
   return true;
 }
 
+// Writes the start tag, and the text where there is any. Gives 0 on failure, 1 when the
+// element was closed as empty, 2 when it stays open for its children.
+int sOpenElement(SOutput& out, const ZYNAdmXmlElement& element, void*& children) {
+  if (!sPutByte(out, '<')) return 0;
+  const DString& name = element.GetNameRef();
+  if (name.IsEmpty()) return 0;
+  if (!sWriteName(out, name) || !sWriteAttributes(out, element)) return 0;
+  const DString& value = element.GetValueRef();
+  children = element.GetChildren();
+  if (value.IsEmpty() && children == nullptr) return sPutAscii(out, "/>") ? 1 : 0;
+  if (!sPutByte(out, '>') || !sWriteText(out, value)) return 0;
+  return 2;
+}
+
 // Text first, then the children, whatever their order in a parsed source: the parser
 // keeps one text per element, so this is the only order that reads back the same.
-bool sGetXml(SOutput& out, const ZYNAdmXmlElement& element) {
-  if (!sPutByte(out, '<')) return false;
-  const DString& name = element.GetNameRef();
-  if (name.IsEmpty()) return false;
-  if (!sWriteName(out, name) || !sWriteAttributes(out, element)) return false;
-  const DString& value = element.GetValueRef();
-  void* iterator = element.GetChildren();
-  if (value.IsEmpty() && iterator == nullptr) return sPutAscii(out, "/>");
-  if (!sPutByte(out, '>') || !sWriteText(out, value)) return false;
-  while (iterator != nullptr) {
-    if (!sGetXml(out, element.GetChild(iterator))) return false;
+// The walk keeps its own stack, so the depth of a tree is limited by memory only.
+bool sGetXml(SOutput& out, const ZYNAdmXmlElement& root) {
+  struct Frame {
+    const ZYNAdmXmlElement* element;
+    void* children;
+  };
+  std::vector<Frame> open;
+  void* children = nullptr;
+  int opened = sOpenElement(out, root, children);
+  if (opened == 0) return false;
+  if (opened == 2) open.push_back(Frame{&root, children});
+  while (!open.empty()) {
+    if (open.back().children != nullptr) {
+      // GetChild moves the frame's cursor on before the stack may grow.
+      const ZYNAdmXmlElement& child = open.back().element->GetChild(open.back().children);
+      opened = sOpenElement(out, child, children);
+      if (opened == 0) return false;
+      if (opened == 2) open.push_back(Frame{&child, children});
+      continue;
+    }
+    const DString& name = open.back().element->GetNameRef();
+    if (!sPutAscii(out, "</") || !sWriteName(out, name) || !sPutByte(out, '>')) return false;
+    open.pop_back();
   }
-  return sPutAscii(out, "</") && sWriteName(out, name) && sPutByte(out, '>');
+  return true;
 }
 
 }  // namespace
