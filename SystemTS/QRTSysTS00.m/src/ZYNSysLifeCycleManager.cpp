@@ -1,0 +1,7 @@
+#include "ZYNSysLifeCycleManager.h"
+
+ZYNSysLifeCycleManager* ZYNSysLifeCycleManager::S_pSingletonPtr = nullptr;
+
+ZYNSysLifeCycleManager::ZYNSysLifeCycleManager() {}
+
+ZYNSysLifeCycleManager::~ZYNSysLifeCycleManager() {}

@@ -1,0 +1,183 @@
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <string>
+#include <thread>
+
+#include "QRTListThreads.h"
+#include "QRTSysChildProcess.h"
+#include "QRTThreads.h"
+#include "QRTWaitingPoint.h"
+#include "ZYNSysContext.h"
+
+namespace {
+
+const int kCreated = 1, kStartRequested = 2, kRunning = 4, kEnded = 16, kJoinable = 32;
+
+int ReturnArgument(void* argument) { return static_cast<int>(reinterpret_cast<intptr_t>(argument)); }
+
+// Blocks in a cancellation point until cancelled.
+int SleepForever(void*) {
+  for (;;) pause();
+  return 0;
+}
+
+bool RunningWithin(QRTThreads& thread, int millis) {
+  auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(millis);
+  while (!thread.IsRunning()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
+  }
+  return true;
+}
+
+}  // namespace
+
+TEST(QRTThreadsTest, JoinableThreadRunsItsFunctionAndKeepsItsCode) {
+  QRTThreads thread("worker", reinterpret_cast<void*>(42), 1, 0, 0);
+  EXPECT_EQ(thread.GetStatus(), kCreated | kJoinable);
+  EXPECT_EQ(thread.GetThreadReturnCode(), 1);
+  thread.SetFunction(ReturnArgument);
+  EXPECT_EQ(thread.Run(0), 0);
+  EXPECT_EQ(thread.Join(), 0);
+  EXPECT_EQ(thread.GetThreadReturnCode(), 42);
+  EXPECT_EQ(thread.GetStatus() & (kRunning | kEnded | kStartRequested), kEnded);
+  // Already joined and not running: a second join returns at once.
+  EXPECT_EQ(thread.Join(), 0);
+}
+
+TEST(QRTThreadsTest, DetachedThreadIsJoinedThroughItsEndPoint) {
+  QRTThreads thread(nullptr, reinterpret_cast<void*>(7), 0, 0, 0);
+  thread.SetFunction(ReturnArgument);
+  thread.Run(0);
+  EXPECT_EQ(thread.Join(), 0);
+  EXPECT_EQ(thread.GetThreadReturnCode(), 7);
+  EXPECT_EQ(thread.IsRunning(), 0);
+}
+
+TEST(QRTThreadsTest, RunOnARunningThreadStartsNothing) {
+  struct Gate {
+    QRTWaitingPoint open{0, -1};
+    std::atomic<int> starts{0};
+  } gate;
+  QRTThreads thread("gated", &gate, 1, 0, 0);
+  thread.SetFunction([](void* argument) {
+    Gate* g = static_cast<Gate*>(argument);
+    g->starts++;
+    g->open.Wait(-1);
+    return 3;
+  });
+  thread.Run(0);
+  ASSERT_TRUE(RunningWithin(thread, 2000));
+  EXPECT_EQ(thread.Run(0), 1);
+  EXPECT_EQ(thread.GetThreadReturnCode(), 1) << "still running";
+  gate.open.Broadcast();
+  thread.Join();
+  EXPECT_EQ(gate.starts, 1);
+  EXPECT_EQ(thread.GetThreadReturnCode(), 3);
+}
+
+TEST(QRTThreadsTest, KillAndEndFromOutsideCancelABlockedThread) {
+  struct Case {
+    bool kill;
+    int expectedCode;
+  };
+  Case const cases[] = {{true, 1}, {false, 9}};
+  for (Case const& c : cases) {
+    QRTThreads thread("sleeper", nullptr, 1, 0, 0);
+    thread.SetFunction(SleepForever);
+    thread.Run(0);
+    ASSERT_TRUE(RunningWithin(thread, 2000));
+    if (c.kill) {
+      thread.Kill(5);
+    } else {
+      thread.End(9);
+    }
+    EXPECT_EQ(thread.Join(), 0);
+    EXPECT_EQ(thread.GetStatus() & (kRunning | kEnded), kEnded);
+    EXPECT_EQ(thread.GetThreadReturnCode(), c.expectedCode) << (c.kill ? "Kill" : "End");
+  }
+}
+
+namespace {
+class Counting : public QRTThreads {
+ public:
+  Counting() : QRTThreads("counting", nullptr, 1, 0, 0) {}
+  int Begin(void*) override {
+    seenSelf = GetCurrentThread() == this;
+    seenContext = ZYNSysContextGetCurrentContext();
+    seenInList = ListOfThreads.FindThread(GetCurrentThreadId()) == this;
+    return 11;
+  }
+  bool seenSelf = false;
+  bool seenInList = false;
+  void* seenContext = nullptr;
+};
+int S_root = 0;
+int S_context = 0;
+}  // namespace
+
+TEST(QRTThreadsTest, SubclassBeginSeesItsObjectListEntryAndInheritedContext) {
+  EXPECT_EQ(ZYNSysContextInitialize(), -1);
+  EXPECT_EQ(ZYNSysContextFinalize(), -1);
+  ASSERT_EQ(ZYNSysContextSetCurrentContext(&S_root), 0);
+  ASSERT_EQ(ZYNSysContextSetCurrentContext(&S_context), 0);
+  Counting* thread = new Counting();
+  ZYNSysContextSetCurrentContext(nullptr);
+  EXPECT_EQ(ZYNSysContextGetCurrentContext(), &S_root);
+  thread->Run(0);
+  thread->Join();
+  EXPECT_TRUE(thread->seenSelf);
+  EXPECT_TRUE(thread->seenInList);
+  EXPECT_EQ(thread->seenContext, &S_context);
+  EXPECT_EQ(thread->GetThreadReturnCode(), 11);
+  pthread_t id = thread->GetThreadId();
+  delete thread;
+  EXPECT_EQ(ListOfThreads.FindThread(id), nullptr);
+  // The first context ever set stays the root for threads that have none.
+  EXPECT_EQ(ZYNSysContextGetRootContext(), &S_root);
+}
+
+TEST(QRTThreadsTest, MainThreadObjectStandsForTheFirstThread) {
+  QRTThreads* main = QRTThreads::GetMainThread();
+  ASSERT_NE(main, nullptr);
+  EXPECT_EQ(main, QRTThreads::GetMainThread());
+  EXPECT_EQ(main->IsRunning(), 1);
+  EXPECT_EQ(QRTThreads::GetCurrentThread(), main);
+  EXPECT_TRUE(QRTThreads::CompareThreadId(main->GetThreadId(), QRTThreads::GetCurrentThreadId()));
+  QRTThreads* otherSeen = main;
+  std::thread([&] { otherSeen = QRTThreads::GetCurrentThread(); }).join();
+  EXPECT_EQ(otherSeen, nullptr);
+}
+
+TEST(QRTThreadsChild, ReportsProcessors) {
+  if (!QRTSysIsChild()) GTEST_SKIP() << "runs as a child of MultiThreadingSwitchDecidesProcessorCount";
+  printf("processors=%d allowed=%d\n", QRTThreads::GetProcessorsNumber(), QRTThreads::IsMultiThreadingAllowed());
+}
+
+TEST(QRTThreadsTest, MultiThreadingSwitchDecidesProcessorCount) {
+  int online = static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN));
+  struct Case {
+    char const* value;
+    std::string expected;
+  };
+  Case const cases[] = {
+      {"FALSE", "processors=1 allowed=0"},
+      {"false", "processors=" + std::to_string(online) + " allowed=-1"},
+  };
+  std::vector<QRTSysChild> children;
+  for (Case const& c : cases) {
+    children.push_back(
+        QRTSysStartChild("QRTThreadsChild.ReportsProcessors", {std::string("QRTSysMultiThreading=") + c.value}));
+  }
+  for (size_t i = 0; i < children.size(); i++) {
+    Case const& c = cases[i];
+    QRTSysChildResult child = QRTSysFinishChild(children[i]);
+    EXPECT_EQ(child.status, 0) << child.err;
+    EXPECT_NE(child.out.find(c.expected), std::string::npos) << c.value << "\n" << child.out;
+  }
+}
