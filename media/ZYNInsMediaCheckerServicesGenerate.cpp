@@ -1,0 +1,129 @@
+// Generate mode: the full reference on volume 1 and a tag on every other volume, each
+// sealed, the tags bound to the reference by its seal.
+#include <cstdlib>
+
+#include "DStrings.h"
+#include "ZYNAdmCodePage.h"
+#include "ZYNAdmError.h"
+#include "ZYNAdmInputFile.h"
+#include "ZYNAdmOutputFile.h"
+#include "ZYNAdmOutputStreamBuffer.h"
+#include "ZYNAdmXmlElement.h"
+#include "ZYNAdmXmlHash.h"
+#include "ZYNAdmXmlOutputFormatter.h"
+#include "ZYNAdmXmlParser.h"
+#include "ZYNInsDir.h"
+#include "ZYNInsMediaCheckerOptions.h"
+#include "ZYNInsMediaCheckerServices.h"
+#include "ZYNInsMsg.h"
+
+typedef ZYNInsMediaCheckerOptions Options;
+typedef ZYNInsMediaCheckerServices Services;
+
+// Shows `message` and ends the run; the closing line of Finalize follows it. Its status
+// is not ours to keep: every failure of generation ends with 2.
+static int sFail(DString const& message, DString const& relData) {
+  Services::DisplayError(message);
+  Services::Finalize(message, relData);
+  return 2;
+}
+
+static DString sUnableToWrite(DString const& path) {
+  return ZYNInsMsg::BuildMsg(DString(L"Unable to write to \"/P1\""), DStrings(path));
+}
+
+// Laid out on lines as a user reads it; the seal covers the tree, not these bytes.
+static int sWriteXml(ZYNAdmXmlElement const& element, DString const& path) {
+  ZYNAdmOutputFile file(path);
+  ZYNAdmXmlOutputFormatter formatter(file);
+  return ZYNAdmXmlParser::GetXml(element, formatter);
+}
+
+static bool sReadRelInfo(DString const& path, ZYNAdmXmlElement& relInfo) {
+  ZYNAdmInputFile input(path);
+  return ZYNAdmXmlParser::Parse(input, relInfo) == 1;
+}
+
+// The tag of volume `cdIndex`, written below `base`: 0 done, else the exit status.
+static int sWriteVolumeTag(ZYNAdmXmlElement& volume, int cdIndex, DString const& packageHash, DString const& base,
+                           DString const& relText) {
+  volume.SetAttributeValue(DString(L"cdid"), DString::FromNum(cdIndex, "%d"));
+  volume.SetAttributeValue(DString(L"packageHash"), packageHash);
+  if (ZYNAdmXmlHash::Hash(volume) == 0) return sFail(DString(L"Internal error"), relText);
+
+  DString path = Services::GetRefFilePath(base, cdIndex);
+  if (!ZYNInsDir::CreateDir(ZYNInsDir::GetParentDir(path))) return sFail(ZYNAdmError::Pop(), relText);
+  if (sWriteXml(volume, path) == 0) return sFail(sUnableToWrite(path), relText);
+  return 0;
+}
+
+int ZYNInsMediaCheckerServices::GenerateMode() {
+  ZYNInsMsg::Debug(DString(L"{ZYNInsMediaCheckerServices::GenerateMode}start generation process ..."));
+
+  // Read before the scan, so that a wrong path costs no time.
+  DString relInfoPath = Options::GetRelInfoFile();
+  ZYNAdmXmlElement relInfo;
+  if (!relInfoPath.IsEmpty() && !sReadRelInfo(relInfoPath, relInfo)) {
+    DString message = ZYNInsMsg::BuildMsg(DString(L"\n\"/P1\" input file is missing or cannot be accessed"),
+                                          DStrings(relInfoPath));
+    return sFail(message, DString());
+  }
+
+  ZYNAdmXmlElement view;
+  DString errors;
+  if (GetMediaXmlView(view, errors) != 0) return sFail(errors, DString());
+
+  // RelData is shared by the view and the volume tag: what is added here is in both.
+  ZYNAdmXmlElement volume(DString(L"Media"));
+  ZYNAdmXmlElement relData;
+  GetFirstElement(view, DString(L"RelData"), relData);
+  if (!relInfoPath.IsEmpty()) relData.AddChild(relInfo);
+  volume.AddChild(relData);
+
+  DString relText;
+  GetRelData(volume, relText);
+
+  if (ZYNAdmXmlHash::Hash(view) == 0) {
+    Finalize(DString(L"Internal error"), relText);
+    return 2;
+  }
+
+  DString base = Options::GetExternalFolder();
+  if (base.IsEmpty()) base = Options::GetCDsPath();
+
+  DString path = GetRefFilePath(base, 1);
+  if (!ZYNInsDir::CreateDir(ZYNInsDir::GetParentDir(path))) {
+    return sFail(DString(L"Fail to create folders for : ") + path, DString());
+  }
+  if (sWriteXml(view, path) == 0) return sFail(sUnableToWrite(path), relText);
+
+  DString packageHash = ZYNAdmXmlHash::GetHash(view);
+  if (packageHash.IsEmpty()) return 2;
+
+  DStrings names;
+  GetCDsList(names);
+  for (int i = 2; i < names.GetLength() + 1; ++i) {
+    int status = sWriteVolumeTag(volume, i, packageHash, base, relText);
+    if (status != 0) return status;
+  }
+  return Finalize(DString(), relText);
+}
+
+int ZYNInsMediaCheckerServices::GetRelData(ZYNAdmXmlElement& element, DString& text) {
+  text.Empty();
+  ZYNAdmXmlElement relData;
+  if (GetFirstElement(element, DString(L"RelData"), relData) == 0) return 0;
+  ZYNAdmXmlElement info;
+  if (GetFirstElement(relData, DString(), info) == 0) return 1;
+
+  ZYNAdmOutputStreamBuffer buffer;
+  ZYNAdmXmlOutputFormatter formatter(buffer);
+  if (ZYNAdmXmlParser::GetXml(info, formatter) == 0) return -1;
+  unsigned char* bytes = nullptr;
+  int size = 0;
+  if (buffer.GetBuffer(bytes, size) == 0) return -1;
+  int converted = ZYNAdmCodePage::ConvertUTF8ToUcs(reinterpret_cast<char const*>(bytes),
+                                                   static_cast<unsigned long>(size), text);
+  std::free(bytes);
+  return converted == 0 ? 1 : 0;
+}

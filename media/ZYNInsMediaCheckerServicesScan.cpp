@@ -1,0 +1,411 @@
+// The scan of a media into its element tree: one CD element per volume, one File element
+// per regular file, sorted by path.
+//
+// Each folder is enumerated once. The walk in the order of the tree needs three
+// enumerations of every folder (the count of the volume's files, a probe of each folder
+// and the walk itself); their only other effect is the error records they leave, so the
+// folder is read once into memory and those records are pushed where the other two
+// enumerations would have pushed them.
+#include <algorithm>
+#include <climits>
+#include <memory>
+#include <vector>
+
+#include "DStrings.h"
+#include "ZYNAdmError.h"
+#include "ZYNAdmInputFile.h"
+#include "ZYNAdmSHA256.h"
+#include "ZYNAdmXmlElement.h"
+#include "ZYNAdmXmlHash.h"
+#include "ZYNInsDir.h"
+#include "ZYNInsFindFile.h"
+#include "ZYNInsMediaCheckerOptions.h"
+#include "ZYNInsMediaCheckerServices.h"
+#include "ZYNInsMsg.h"
+
+typedef ZYNInsMediaCheckerOptions Options;
+typedef ZYNInsMediaCheckerServices Services;
+
+namespace {
+
+struct SScanFolder;
+
+// One entry of a folder as the enumerator gave it: a regular file, or a directory with
+// what was read below it.
+struct SScanEntry {
+  DString name;
+  long long lastWriteTime;
+  std::unique_ptr<SScanFolder> folder;  // null for a regular file
+};
+
+struct SScanFolder {
+  std::vector<SScanEntry> entries;  // in directory order, up to a failure
+  bool failed = false;
+  DString failure;  // the enumerator's record, naming this folder by the walk's path
+};
+
+// What stays the same over one volume.
+struct SScanVolume {
+  DString root;
+  bool generate;
+  bool assemblyMedia;
+  DString cdText;
+  DString amText;
+  DString prefix;  // template with /P1 (and /P2 on an Assembly Media)
+};
+
+}  // namespace
+
+static const wchar_t S_ReferenceName[] = L"MediaContent.xml";
+
+static DString sNumber(int value) { return DString::FromNum(value, "%d"); }
+
+// Reads `path` and everything below it with the enumerator that the walk would use. The
+// enumerator's failure records are taken off the stack and kept with their folder. A
+// folder is read to its end before its sub-folders, so one directory is open at a time.
+static void sReadFolder(DString const& path, SScanFolder& folder) {
+  {
+    ZYNInsFindFile finder(path, 3);
+    for (int step = finder.GetNextFile(); step != 0; step = finder.GetNextFile()) {
+      if (step != 1) {
+        folder.failed = true;
+        folder.failure = ZYNAdmError::Pop();
+        break;
+      }
+      SScanEntry entry;
+      entry.name = finder.GetName();
+      entry.lastWriteTime = static_cast<long long>(finder.GetLastWriteTime());
+      if (finder.GetType() == 1) entry.folder.reset(new SScanFolder());
+      folder.entries.push_back(std::move(entry));
+    }
+  }
+  for (SScanEntry& entry : folder.entries) {
+    if (entry.folder) sReadFolder(path + L"/" + entry.name, *entry.folder);
+  }
+}
+
+// The record as an enumeration of `listPath` instead of `walkPath` would have worded it:
+// the enumerator puts its path right behind the opening quote.
+static DString sRenamedFailure(DString const& failure, DString const& walkPath, DString const& listPath) {
+  DString quoted = DString(L"\"") + walkPath;
+  if (!failure.IsSubStringAt(0, quoted)) return failure;
+  DString renamed = DString(L"\"") + listPath;
+  renamed.Append(failure, quoted.Length(), failure.Length());
+  return renamed;
+}
+
+// What ZYNInsDir::List(listPath, names, false, true) does: counts the regular files and
+// leaves one record for each folder that fails, in the order of its recursion.
+static int sCountAsListed(SScanFolder const& folder, DString const& walkPath, DString const& listPath) {
+  int count = 0;
+  for (SScanEntry const& entry : folder.entries) {
+    if (!entry.folder) {
+      ++count;
+      continue;
+    }
+    DString walkChild = walkPath + L"/" + entry.name;
+    DString listChild = listPath + L"/" + entry.name;
+    count += sCountAsListed(*entry.folder, walkChild, listChild);
+  }
+  if (folder.failed) ZYNAdmError::Push(sRenamedFailure(folder.failure, walkPath, listPath));
+  return count;
+}
+
+static DString sFolderPath(DString const& root, DString const& relativePath) {
+  DString folder(root);
+  folder.Append(DString(L"/"), relativePath);
+  return folder;
+}
+
+// The percentage in single precision, converted as the x86 instruction does: a value that
+// doesn't fit, infinity included, gives the integer indefinite value.
+static int sPercent(int fileCount, int totalFiles) {
+  float value = static_cast<float>(fileCount) / (static_cast<float>(totalFiles) + -1.0f) * 100.0f;
+  if (!(value >= -2147483648.0f && value < 2147483648.0f)) return INT_MIN;
+  return static_cast<int>(value);
+}
+
+static DString sProgress(int percent) {
+  DString text(L"(");
+  if (percent <= 9) {
+    text += L"  ";
+  } else if (percent <= 99) {
+    text += L" ";
+  }
+  text.Append(sNumber(percent), DString(L"%)"));
+  return text;
+}
+
+// The parameters of a message: the volume numbers of the prefix, then `more`.
+static DStrings sParameters(SScanVolume const& volume, DStrings const& more) {
+  DStrings parameters;
+  if (volume.assemblyMedia) parameters.PutBack(volume.amText);
+  parameters.PutBack(volume.cdText);
+  parameters.PutBack(more);
+  return parameters;
+}
+
+// Step of one regular file; 1 stops the walk.
+static int sScanFile(SScanVolume const& volume, DString const& relativePath, SScanEntry const& entry,
+                     ZYNAdmXmlElement& cdElement, DString& errors, int& fileCount, int totalFiles) {
+  ++fileCount;
+  DString label = volume.prefix + sProgress(sPercent(fileCount, totalFiles));
+  DString relativeFile = relativePath + L"/" + entry.name;
+  DString timestamp = DString::FromNum(entry.lastWriteTime, "%lld");
+  DString fullFile = volume.root + L"/" + relativeFile;
+  ZYNInsDir::CleanAndRemoveTaillingSlash(fullFile);
+
+  ZYNAdmInputFile input(fullFile);
+  DString hash = ZYNAdmSHA256::GetHash(input);
+  if (hash.IsEmpty()) {
+    DString reason = ZYNAdmError::Pop();
+    DString pattern = label + (volume.assemblyMedia ? L"\n\"/P3\" /P4\n" : L"\n\"/P2\" /P3\n");
+    errors += ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(relativeFile, reason)));
+    return volume.generate ? 1 : 0;
+  }
+
+  // One record for each name, shared by every element: a volume may have a million.
+  static DString const S_file(L"File"), S_hash(L"hash"), S_timestamp(L"timestamp"), S_path(L"path");
+  ZYNAdmXmlElement file(S_file);
+  file.SetAttributeValue(S_hash, hash);
+  file.SetAttributeValue(S_timestamp, timestamp);
+  file.SetAttributeValue(S_path, relativeFile);
+  cdElement.AddChild(file);
+
+  if (volume.generate) {
+    ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(DString(L"[CD/P1]\ttimestamp=/P2\thash=/P3\tpath=/P4\n"),
+                                              DStrings(volume.cdText, timestamp, hash, relativeFile)));
+    return 0;
+  }
+  DString pattern = label + (volume.assemblyMedia ? L"\t/P3\n" : L"\t/P2\n");
+  ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(relativeFile))));
+  return 0;
+}
+
+// One folder, already read. Pushes and pops the enumerator's records where the walk of
+// the folder itself would have.
+static int sWalk(SScanVolume const& volume, DString const& relativePath, SScanFolder& folder,
+                 ZYNAdmXmlElement& cdElement, DString& errors, int& fileCount, int totalFiles) {
+  // The probe listing of the folder, kept for the record it leaves on the stack.
+  if (folder.failed) ZYNAdmError::Push(folder.failure);
+  if (relativePath.IsEmpty()) {
+    DString pattern = volume.assemblyMedia ? L"<AssemblyMedia Volume /P1 - Media Volume /P2>\n" : L"<Media Volume /P1>\n";
+    DStrings parameters = volume.assemblyMedia ? DStrings(volume.amText, volume.cdText) : DStrings(volume.cdText);
+    ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(pattern, parameters));
+  }
+
+  DString skipped(S_ReferenceName);
+  for (SScanEntry& entry : folder.entries) {
+    if (entry.folder) {
+      DString childPath = relativePath + L"/" + entry.name;
+      int result = sWalk(volume, childPath, *entry.folder, cdElement, errors, fileCount, totalFiles);
+      if (result == 1 && volume.generate) return 1;
+      entry.folder.reset();  // what is walked is in the elements now
+      continue;
+    }
+    if (entry.name == skipped) continue;
+    if (sScanFile(volume, relativePath, entry, cdElement, errors, fileCount, totalFiles) == 1) return 1;
+  }
+  if (!folder.failed) return 0;
+
+  // The enumerator's record would be pushed here and popped at once.
+  DString pattern = volume.prefix + (volume.assemblyMedia ? L"\n/P3" : L"\n/P2");
+  errors += ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(folder.failure)));
+  return 1;
+}
+
+static SScanVolume sVolume(DString const& root, int cdIndex) {
+  SScanVolume volume;
+  volume.root = root;
+  volume.generate = Options::IsGenerateMode();
+  volume.assemblyMedia = Options::IsAM();
+  volume.cdText = sNumber(cdIndex);
+  volume.amText = sNumber(Options::GetRelativeAmCdIndex(cdIndex));
+  volume.prefix = volume.assemblyMedia ? L"[AMCD/P1-CD/P2]" : L"[CD/P1]";
+  return volume;
+}
+
+int ZYNInsMediaCheckerServices::GetCDElt(DString root, DString relativePath, int cdIndex,
+                                         ZYNAdmXmlElement& cdElement, DString& errors, int& fileCount,
+                                         int totalFiles) {
+  SScanFolder folder;
+  sReadFolder(sFolderPath(root, relativePath), folder);
+  return sWalk(sVolume(root, cdIndex), relativePath, folder, cdElement, errors, fileCount, totalFiles);
+}
+
+// ---------------------------------------------------------------------------------------
+// Sort
+
+// The value of `path` without copying the handle: the comparison runs n log n times.
+static DString const& sPathOf(ZYNAdmXmlElement const& element) {
+  static DString const S_path(L"path");
+  static DString const S_none;
+  void* it = element.GetAttributes();
+  DString const* value = nullptr;
+  while (DString const* name = element.NextAttribute(it, value)) {
+    if (*name == S_path) return *value;
+  }
+  return S_none;
+}
+
+int ZYNInsMediaCheckerServices::CompareEltsByPathAttr(const ZYNAdmXmlElement& a, const ZYNAdmXmlElement& b) {
+  return DString::Compare(&sPathOf(a), &sPathOf(b));
+}
+
+// A stable sort gives the order of picking, again and again, the earliest of the smallest
+// children. A child without a name would never be picked and is dropped.
+void ZYNInsMediaCheckerServices::XmlEltSort(int (*compare)(const ZYNAdmXmlElement&, const ZYNAdmXmlElement&),
+                                            ZYNAdmXmlElement& element) {
+  ZYNAdmXmlElement sorted(element.GetName());
+  std::vector<ZYNAdmXmlElement> children;
+  void* it = element.GetChildren();
+  while (it != nullptr) children.push_back(element.GetChild(it));
+
+  // Pointers move, not handles; the usual order by path reads each key once.
+  struct SKeyed {
+    DString const* key;
+    ZYNAdmXmlElement const* child;
+  };
+  std::vector<SKeyed> order;
+  order.reserve(children.size());
+  for (ZYNAdmXmlElement const& child : children) order.push_back({&sPathOf(child), &child});
+  if (compare == CompareEltsByPathAttr) {
+    std::stable_sort(order.begin(), order.end(),
+                     [](SKeyed const& a, SKeyed const& b) { return DString::Compare(a.key, b.key) < 0; });
+  } else {
+    std::stable_sort(order.begin(), order.end(),
+                     [compare](SKeyed const& a, SKeyed const& b) { return compare(*a.child, *b.child) < 0; });
+  }
+  for (SKeyed const& entry : order) {
+    if (!entry.child->GetNameRef().IsEmpty()) sorted.AddChild(*entry.child);
+  }
+  // The old body gives up its children, as they moved to the new one.
+  for (ZYNAdmXmlElement const& child : children) element.RemoveChild(child);
+  element = sorted;
+}
+
+// ---------------------------------------------------------------------------------------
+// The media
+
+static void sDebug(wchar_t const* text, DString const& value = DString()) {
+  if (!ZYNInsMsg::IsDebug()) return;
+  ZYNInsMsg::Debug(DString(L"{ZYNInsMediaCheckerServices::GetMediaXmlView}") + text + value);
+}
+
+static int sCountChildren(ZYNAdmXmlElement const& parent, DString const& name) {
+  int count = 0;
+  void* it = parent.GetChildren();
+  while (it != nullptr) {
+    if (parent.GetChild(it).GetNameRef() == name) ++count;
+  }
+  return count;
+}
+
+// The path of a volume whose path nobody has given: 0 go on, 3 cancelled.
+static int sComputeCDPath(int cdIndex, DString& cdPath) {
+  sDebug(L" no path has been save for the volume ", sNumber(cdIndex) + L", try to compute it.");
+  if (Options::IsPhysicalCD()) {
+    if (cdIndex > 1 && Services::AskForCD(cdIndex, DString(), cdPath) == 1) return 3;
+    return 0;
+  }
+  cdPath = Options::GetCDsPath() + L"/";
+  if (Options::IsAM()) {
+    cdPath.Append(sNumber(Options::GetRelativeAmCdIndex(cdIndex)), DString(L"/"), Options::GetAMrelativePath());
+    cdPath += L"/";
+  }
+  cdPath += sNumber(cdIndex);
+  Options::SetCDPath(cdIndex, cdPath);
+  return 0;
+}
+
+// Reads, counts, walks and sorts one volume into `cd`; the result of the walk.
+static int sScanVolume(int cdIndex, DString const& cdPath, ZYNAdmXmlElement& cd, DString& errors) {
+  SScanFolder tree;
+  DString walkRoot = sFolderPath(cdPath, DString());
+  sReadFolder(walkRoot, tree);
+
+  int totalFiles = 0;
+  if (cdPath.IsEmpty()) {
+    ZYNAdmError::Push(DString(L"Input path is empty\n"));
+  } else {
+    totalFiles = sCountAsListed(tree, walkRoot, cdPath);
+  }
+  sDebug(L" CD filetree size : ", sNumber(totalFiles));
+
+  int fileCount = 0;
+  int result = sWalk(sVolume(cdPath, cdIndex), DString(), tree, cd, errors, fileCount, totalFiles);
+  sDebug(L"sorting Xml tree...");
+  Services::XmlEltSort(Services::CompareEltsByPathAttr, cd);
+  return result;
+}
+
+int ZYNInsMediaCheckerServices::GetMediaXmlView(ZYNAdmXmlElement& media, DString& errors) {
+  sDebug(L" start to build media's xml tree...");
+  bool generate = Options::IsGenerateMode();
+
+  DStrings list;
+  if (!Options::IsPhysicalCD() && GetCDsList(list) != 1) {
+    errors += ZYNAdmError::Pop();
+    return 1;
+  }
+
+  int count = 0;
+  DString refHash;
+  DString relText;
+  if (generate) {
+    count = list.GetLength() == 0 ? 1 : list.GetLength();
+  } else {
+    ZYNAdmXmlElement cds;
+    if (GetFirstElement(media, DString(L"CDs"), cds) == 0) {
+      errors += L"Internal error";
+      return 1;
+    }
+    count = sCountChildren(cds, DString(L"CD"));
+    refHash = ZYNAdmXmlHash::GetHash(media);
+    GetRelData(media, relText);
+  }
+
+  // Everything needed from the reference is taken before the tree is reset.
+  ZYNAdmXmlElement relData(DString(L"RelData"));
+  if (!generate) {
+    ZYNAdmXmlElement reference;
+    GetFirstElement(media, DString(L"RelData"), reference);
+    relData = reference.Clone(1);
+  }
+  media.Reset();
+  media.SetName(DString(L"Media"));
+  ZYNAdmXmlElement cds(DString(L"CDs"));
+  media.SetAttributeValue(DString(L"cdid"), DString(L"1"));
+  media.SetAttributeValue(DString(L"checkerVersion"), DString(L"1.1"));
+  media.AddChild(relData);
+  media.AddChild(cds);
+
+  DStrings toCheck = Options::GetCDsToCheck();
+  for (int i = 1; i <= count; ++i) {
+    sDebug(L" process CD [", sNumber(i - 1) + L"]");
+    if (!generate && !toCheck.IsEmpty() && toCheck.Find(sNumber(i), 0) < 0) continue;
+
+    ZYNAdmXmlElement cd(DString(L"CD"));
+    DString cdPath = Options::GetCDPath(i);
+    if (cdPath.IsEmpty() && sComputeCDPath(i, cdPath) == 3) return 3;
+    sDebug(L" CD path : ", cdPath);
+
+    if (!generate) {
+      sDebug(L" not in generation mode : check if the current Volume is the right one.");
+      ZYNAdmError::FlushStack();
+      int identified = CheckIfCorrectCD(i, refHash, relText);
+      if (identified != 1) {
+        if (ZYNAdmError::GetStackSize() != 0) errors += ZYNAdmError::Pop();
+        sDebug(L" Volume check failed !");
+        return identified;
+      }
+      cdPath = Options::GetCDPath(i);
+      sDebug(L" CD path after check : ", cdPath);
+    }
+
+    int result = sScanVolume(i, cdPath, cd, errors);
+    if (result == 1 && generate) return 1;
+    cds.AddChild(cd);
+  }
+  return 0;
+}
