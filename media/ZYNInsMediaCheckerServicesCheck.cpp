@@ -1,0 +1,61 @@
+// Check mode: the reference of volume 1, identified and of this tool's version, against a
+// fresh scan of the media; file by file only where the two seals differ.
+#include "DStrings.h"
+#include "ZYNAdmError.h"
+#include "ZYNAdmInputFile.h"
+#include "ZYNAdmXmlElement.h"
+#include "ZYNAdmXmlHash.h"
+#include "ZYNAdmXmlParser.h"
+#include "ZYNInsMediaCheckerOptions.h"
+#include "ZYNInsMediaCheckerServices.h"
+#include "ZYNInsMsg.h"
+
+typedef ZYNInsMediaCheckerOptions Options;
+typedef ZYNInsMediaCheckerServices Services;
+
+static const wchar_t S_ToolVersion[] = L"1.1";
+
+// A run that stops before its verdict still leaves its reason in a report.
+static int sStop(DString const& reason, DString const& relData) {
+  Services::DisplayError(reason);
+  Services::Finalize(reason, relData);
+  return 2;
+}
+
+int ZYNInsMediaCheckerServices::CheckMode() {
+  ZYNInsMsg::Debug(DString(L"{ZYNInsMediaCheckerServices::CheckMode}start checking process ..."));
+  DString base = Options::GetExternalFolder().IsEmpty() ? Options::GetCD1Path() : Options::GetExternalFolder() + L"/1";
+  DString refPath = base + L"/" + L"/0data/MediaContent.xml";
+  ZYNInsMsg::Debug(DString(L"{ZYNInsMediaCheckerServices::CheckMode} computed reffile path : ") + refPath);
+
+  ZYNAdmInputFile input(refPath);
+  ZYNAdmXmlElement reference;
+  if (ZYNAdmXmlParser::Parse(input, reference) == 0) {
+    DString missing(L"\n\"/P1\" input file is missing or cannot be accessed");
+    return sStop(ZYNInsMsg::BuildMsg(missing, DStrings(refPath)), DString());
+  }
+  // The file is trusted only once volume 1 has proved to be the media's first.
+  int identified = CheckIfCorrectCD(1, DString(), DString());
+  if (identified == 3) return 2;
+  if (identified != 1) return sStop(ZYNAdmError::Pop(), DString());
+  DString version = reference.GetAttributeValue(DString(L"checkerVersion"));
+  if (version != DString(S_ToolVersion)) {
+    DString invalid(L"Invalid tool version\n\nInput file: /P1\nTool: /P2\n");
+    return sStop(ZYNInsMsg::BuildMsg(invalid, DStrings(version, DString(S_ToolVersion))), DString());
+  }
+  DString relData;
+  GetRelData(reference, relData);
+
+  // The scan resets the tree it is given, so it gets a copy.
+  ZYNAdmXmlElement view = reference.Clone(1);
+  DString errors;
+  int scanned = GetMediaXmlView(view, errors);
+  if (scanned == 3) return 2;
+  if (scanned != 0) return sStop(errors, relData);
+  ZYNInsMsg::TracePrint(DString(L"{Finalizing verifications ...}\n"));
+  // A seal that can't be made fails the check as a difference would, with no console
+  // message of its own.
+  if (ZYNAdmXmlHash::Hash(view) == 0) return Finalize(DString(L"Internal error"), relData);
+  if (ZYNAdmXmlHash::GetHash(view) != ZYNAdmXmlHash::GetHash(reference)) GetErrors(reference, view, errors);
+  return Finalize(errors, relData);
+}

@@ -1,0 +1,270 @@
+// Making sure that the folder or disc at hand is the volume asked for, of this very
+// media, and asking the user on standard input until it is.
+#include <cstdio>
+#include <cstdlib>
+
+#include "DStrings.h"
+#include "ZYNAdmCodePage.h"
+#include "ZYNAdmError.h"
+#include "ZYNAdmInputFile.h"
+#include "ZYNAdmStdLib.h"
+#include "ZYNAdmXmlElement.h"
+#include "ZYNAdmXmlHash.h"
+#include "ZYNAdmXmlParser.h"
+#include "ZYNInsDir.h"
+#include "ZYNInsMediaCheckerOptions.h"
+#include "ZYNInsMediaCheckerServices.h"
+#include "ZYNInsMsg.h"
+
+typedef ZYNInsMediaCheckerOptions Options;
+typedef ZYNInsMediaCheckerServices Services;
+
+static const wchar_t S_CheckWhere[] = L"{ZYNInsMediaCheckerServices::CheckIfCorrectCD}";
+static const wchar_t S_AskWhere[] = L"{ZYNInsMediaCheckerServices::AskForCD}";
+static const wchar_t S_RefFileTail[] = L"/0data/MediaContent.xml";
+
+static const wchar_t S_Unreadable[] = L"\n\"/P1\" input file is missing or cannot be accessed";
+static const wchar_t S_Corrupted[] = L"\"/P1\" has a corrupted content";
+static const wchar_t S_InsertCD[] = L"\n\nCD/P1 is required. Please insert it or specify custom path\n\n/P2\n";
+static const wchar_t S_NotNextToCD1[] =
+    L"\n\nCD/P1 was not found next to the CD1. Please specify it's custom path\n\n/P2\n";
+static const wchar_t S_CustomPathCD[] = L"\n\nCD/P1 is required. specify custom path\n\n/P2\n";
+static const wchar_t S_WrongCD[] =
+    L"\nWrong CD at \"/P1\"\n\nCurrent:\nCD /P2\n/P3\n\nPlease replace by:\nCD /P4\n/P5\n\n";
+
+// Past this many answers that are none of the menu's, the question counts as cancelled.
+static const int S_MaxWrongAnswers = 5;
+static const int S_StdinChunk = 256;
+
+static void sDebug(wchar_t const* where, DString const& text) { ZYNInsMsg::Debug(DString(where) + text); }
+
+static DString sNumber(int value) { return DString::FromNum(value, "%d"); }
+
+static void sPush(DString const& message) { ZYNAdmError::Push(message, ZYNAdmErrorTypeApplication, 0x80004005, 1); }
+
+// Once standard input has ended, every later answer is the same wrong one: nothing the
+// user could still type would end a question.
+static bool sInputEnded() { return std::feof(stdin) != 0 || std::ferror(stdin) != 0; }
+
+// Unless the user said otherwise, a physical media brings every volume to the place of
+// volume 1, and a file tree keeps each in the folder of its number.
+static DString sDefaultVolumePath(int cdIndex) {
+  DString rawText = sNumber(cdIndex);
+  DString curText = sNumber(Options::GetRelativeAmCdIndex(cdIndex));
+  if (Options::IsPhysicalCD()) {
+    DString path = Options::GetCD1Path();
+    if (Options::IsAM()) path = ZYNInsDir::GetParentDir(path) + L"/" + rawText;
+    sDebug(S_CheckWhere, DString(L" new physical cd path : ") + path);
+    return path;
+  }
+  DString path = Options::GetCDsPath() + L"/" + curText;
+  if (Options::IsAM()) path.Append(DString(L"/") + Options::GetAMrelativePath() + L"/", rawText);
+  sDebug(S_CheckWhere, DString(L" new cd path : ") + path);
+  return path;
+}
+
+// Empty when the file reads and its seal holds; else the words for the user.
+static DString sReadReference(DString const& refFile, ZYNAdmXmlElement& ref) {
+  ZYNAdmInputFile input(refFile);
+  if (ZYNAdmXmlParser::Parse(input, ref) != 1) {
+    sDebug(S_CheckWhere, DString(L" (") + refFile + L") Xml parse fail");
+    return ZYNInsMsg::BuildMsg(DString(S_Unreadable), DStrings(refFile));
+  }
+  if (ZYNAdmXmlHash::Check(ref) != 1) {
+    sDebug(S_CheckWhere, DString(L" (") + refFile + L") Xml check fail");
+    return ZYNInsMsg::BuildMsg(DString(S_Corrupted), DStrings(refFile));
+  }
+  return DString();
+}
+
+// Asks until a reference file reads and its seal holds. A path typed keeps its value
+// from one question to the next, the ending added to it included. 3 on a cancel.
+static int sAskForReadableReference(int cdIndex, DString error, DString const& expectedRelData, DString& volumePath,
+                                    DString const& refFile, ZYNAdmXmlElement& ref) {
+  sDebug(S_CheckWhere, DString(L" error while retrieveing info from (") + refFile + L"). try to get valide infos...");
+  DString curText = sNumber(Options::GetRelativeAmCdIndex(cdIndex));
+  wchar_t const* advice = Options::IsPhysicalCD() ? S_InsertCD : S_NotNextToCD1;
+  error.Append(ZYNInsMsg::BuildMsg(DString(advice), DStrings(curText, expectedRelData)));
+  DString typed;
+  DString source = refFile;
+  for (;;) {
+    if (Services::AskForCD(cdIndex, error, typed) == 1) {
+      sDebug(S_CheckWhere, DString(L" AskForCD Cancelled !"));
+      return 3;
+    }
+    sDebug(S_CheckWhere, DString(L" user's CD path : (") + typed + L")");
+    // A typed path brings its own reference file: -refDir plays no part here.
+    if (!typed.IsEmpty()) {
+      volumePath = typed;
+      typed.Append(DString(S_RefFileTail));
+      sDebug(S_CheckWhere, DString(L" new reffile path : ") + typed);
+      source = typed;
+    }
+    ZYNAdmInputFile input(source);
+    int parsed = ZYNAdmXmlParser::Parse(input, ref);
+    int checked = ZYNAdmXmlHash::Check(ref);
+    sDebug(S_CheckWhere, DString(L" status : parse[") + sNumber(parsed) + L"]//check[" + sNumber(checked) + L"]");
+    if (parsed != 0 && checked == 1) return 1;
+  }
+}
+
+int ZYNInsMediaCheckerServices::CheckIfCorrectCD(int cdIndex, DString expectedHash, DString expectedRelData) {
+  sDebug(S_CheckWhere, DString(L" enter cd index checker func ..."));
+  DString path = Options::GetCDPath(cdIndex);
+  DString rawText = sNumber(cdIndex);
+  DString curText = sNumber(Options::GetRelativeAmCdIndex(cdIndex));
+  sDebug(S_CheckWhere, DString(L" curpath{") + path + L"}//(cd index) raw{" + rawText + L"} cur{" + curText + L"}");
+  if (path.IsEmpty()) path = sDefaultVolumePath(cdIndex);
+  DString volumePath = path;
+  DString refFile = Options::GetExternalFolder().IsEmpty() ? path : Options::GetExternalFolder() + L"/" + rawText;
+  refFile.Append(DString(S_RefFileTail));
+  sDebug(S_CheckWhere, DString(L" computed reffile path : ") + refFile);
+
+  ZYNAdmXmlElement ref;
+  DString error = sReadReference(refFile, ref);
+  if (!error.IsEmpty()) {
+    if (Options::IsQuiet()) {
+      sPush(error);
+      return 2;
+    }
+    if (sAskForReadableReference(cdIndex, error, expectedRelData, volumePath, refFile, ref) == 3) return 3;
+  }
+
+  // A full reference has no packageHash: its own seal stands for it. Volume 1 is known by
+  // its cdid alone, since its seal was tested on reading.
+  DString packageHash = ref.GetAttributeValue(DString(L"packageHash"));
+  if (packageHash.IsEmpty()) packageHash = ZYNAdmXmlHash::GetHash(ref);
+  DString cdid = ref.GetAttributeValue(DString(L"cdid"));
+  if (cdid == rawText && (cdIndex == 1 || packageHash == expectedHash)) {
+    Options::SetCDPath(cdIndex, volumePath);
+    return 1;
+  }
+
+  sDebug(S_CheckWhere, DString(L" current Volume infos are inconsitent.(reqVol[") + rawText + L"]//curVol[" + cdid +
+                           L"]//refHash[" + packageHash + L"]//curHash[" + expectedHash + L"])");
+  // Both descriptions only where the volume belongs to another media.
+  DString ownRelData;
+  DString wantedRelData;
+  if (packageHash != expectedHash) {
+    GetRelData(ref, ownRelData);
+    wantedRelData = expectedRelData;
+  }
+  DString message =
+      ZYNInsMsg::BuildMsg(DString(S_WrongCD), DStrings(volumePath, cdid, ownRelData, curText, wantedRelData));
+  if (Options::IsQuiet()) {
+    sPush(message);
+    return 2;
+  }
+  if (AskForCD(cdIndex, message, path) == 1) {
+    sDebug(S_CheckWhere, DString(L" AskForCD Cancelled !"));
+    return 3;
+  }
+  // Once a wrong volume has been answered, a cancel brings the question back: only the
+  // right volume ends it, or the end of standard input.
+  for (;;) {
+    int again = CheckIfCorrectCD(cdIndex, expectedHash, expectedRelData);
+    if (again == 1 || again == 2) return again;
+    if (sInputEnded()) return 3;
+  }
+}
+
+// On an Assembly Media a typed path may name the larger media's volume; the sub-media's
+// folder below it is then added. False, with a word to the user, when neither exists.
+static bool sSettleAssemblyMediaPath(int cdIndex, DString const& curText, DString& path) {
+  DString sub = Options::GetAMrelativePath() + L"/" + sNumber(cdIndex);
+  // Computed as the comparison of lengths it is, -1 for "no match" included.
+  if (path.SearchSubStringBackward(sub, 0) + sub.Length() == path.Length()) return true;
+  DString candidate = path + L"/" + sub;
+  if (ZYNAdmStdLib::Exists(candidate)) {
+    path = candidate;
+    return true;
+  }
+  ZYNInsMsg::TracePrint(DString(L"Invalid AM-CD") + curText + L" ! the path to the sub-Media volume does not exist : " +
+                        candidate);
+  return false;
+}
+
+int ZYNInsMediaCheckerServices::AskForCD(int cdIndex, DString message, DString& path) {
+  if (Options::IsQuiet()) {
+    sDebug(S_AskWhere, DString(L" in quiet mode, do not ask for cd !"));
+    return 1;
+  }
+  DString curText = sNumber(Options::GetRelativeAmCdIndex(cdIndex));
+  sDebug(S_AskWhere, DString(L" CD index to ask : ") + curText);
+  bool physical = Options::IsPhysicalCD();
+  DString text = message;
+  if (text.IsEmpty())
+    text = ZYNInsMsg::BuildMsg(DString(physical ? S_InsertCD : S_CustomPathCD), DStrings(curText, DString()));
+  // "0" is taken on a file tree too, though its menu doesn't offer it.
+  text.Append(DString(physical ? L"\n[0]Ok\n[1]Cancel\n[2]Custom Path\n" : L"\n[1]Cancel\n[2]Custom Path\n"));
+  int wrongAnswers = 0;
+  for (;;) {
+    ZYNInsMsg::TracePrint(text);
+    DString answer = GetStdin();
+    if (answer == DString(L"0")) return 0;
+    if (answer == DString(L"1")) {
+      sDebug(S_AskWhere, DString(L" Cancelled !"));
+      return 1;
+    }
+    if (answer != DString(L"2")) {
+      DString complaint = DString(L"Unknow response value : [") + answer + L"] ( valide value : 0,1,2 )";
+      ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(DString(L"\n\nError\n/P1\n\n"), DStrings(complaint)));
+      if (++wrongAnswers >= S_MaxWrongAnswers) {
+        sDebug(S_AskWhere, DString(L" Failed !"));
+        return 1;
+      }
+      continue;
+    }
+    ZYNInsMsg::TracePrint(
+        ZYNInsMsg::BuildMsg(DString(L"\nPlease specify the Path of CD /P1 folder :\n"), DStrings(curText)));
+    // Taken as typed: no slash removed, nothing made absolute.
+    path = GetStdin();
+    if (Options::IsAM() && !sSettleAssemblyMediaPath(cdIndex, curText, path)) continue;
+    Options::SetCDPath(cdIndex, path);
+    return 0;
+  }
+}
+
+static void sDebugStdinProgress(char* buffer, int index, int c) {
+  if (!ZYNInsMsg::IsDebug()) return;
+  buffer[index + 1] = 0;
+  char one[2] = {static_cast<char>(c), 0};
+  ZYNInsMsg::Debug(DString(L"{GetStdin} cur string : ") + ZYNAdmCodePage::ConvertStrToUcs(buffer));
+  ZYNInsMsg::Debug(DString(L"{GetStdin} cur char : ") + ZYNAdmCodePage::ConvertStrToUcs(one) + L"/" + sNumber(c));
+}
+
+// The first character is stored untested, so a line end or the end of input that comes
+// first belongs to the answer: at the end of input each answer is one byte 255.
+DString GetStdin() {
+  int size = S_StdinChunk;
+  char* buffer = static_cast<char*>(std::malloc(static_cast<size_t>(size)));
+  if (buffer == nullptr) {
+    ZYNInsMsg::Debug(DString(L"{GetStdin} Fail to malloc base buffer !"));
+    return DString();
+  }
+  int c = std::getchar();
+  ZYNInsMsg::Debug(DString(L"{GetStdin} 1st char : ") + sNumber(c));
+  int index = 0;
+  for (;;) {
+    if (index >= size - 1) {
+      size += S_StdinChunk;
+      char* grown = static_cast<char*>(std::realloc(buffer, static_cast<size_t>(size)));
+      if (grown == nullptr) {
+        ZYNInsMsg::Debug(DString(L"{GetStdin} Fail to malloc NEW buffer !"));
+        std::free(buffer);
+        return DString();
+      }
+      buffer = grown;
+    }
+    buffer[index] = static_cast<char>(c);
+    sDebugStdinProgress(buffer, index, c);
+    c = std::getchar();
+    if (c == EOF || c == '\n') break;
+    ++index;
+  }
+  buffer[index + 1] = 0;
+  DString result = ZYNAdmCodePage::ConvertStrToUcs(buffer);
+  ZYNInsMsg::Debug(DString(L"{GetStdin} final result string : ") + result);
+  std::free(buffer);
+  return result;
+}
