@@ -25,10 +25,14 @@ ChildResult RunExe(std::vector<std::string> const& args, std::vector<std::string
 
 std::string Block(std::string const& text) { return "\n\nError\n" + text + "\n\n"; }
 const std::string kPause = "\nPress Enter to finish\n";
-// What the stand-ins of the media operations say until those land.
-const std::string kCheck = "Check mode is not available in this build.";
-const std::string kRelaunch = "Running from a temporary copy is not available in this build.";
-const std::string kRemove = "Removing the temporary copy is not available in this build.";
+const std::string kTempReport = "/tmp/MediaCheck_report.xml";
+
+// A check that finds no reference file on volume 1: the records left by the search for
+// an Assembly Media come first, then the missing file, then the verdict.
+std::string NoReference(std::string const& misses, std::string const& reference, std::string const& report) {
+  return Block(misses + "\n\"" + reference + "\" input file is missing or cannot be accessed") +
+         "\n\n\nMedia check completed\n\n\n\nStatus: FAILED\n\nA report file has been written to " + report + "\n\n";
+}
 
 // A temporary folder holding the trees of one test; `P(rel)` is the absolute path.
 class MediaCheckOnTree : public ::testing::Test {
@@ -196,39 +200,53 @@ TEST_F(MediaCheckOnTree, DetectsTheShapeOfTheMediaAndPrintsTheBanner) {
   File("big/3/3.txt");
   File("am/3.txt");
   const std::string tree1 = P("tree/1"), big1 = P("big/3/sub/1"), am1 = P("am/sub/1");
+  const std::string ref = "//0data/MediaContent.xml";
   struct Case {
     std::vector<std::string> args;
     std::string expected;
+    bool removesItself;
   } cases[] = {
       {{"-CD1Path", tree1},
-       "{Checker Mode}\n{CD to check : all}\n{CD1 path : " + tree1 + "}\n" + Block(Misses("tree") + kCheck)},
+       "{Checker Mode}\n{CD to check : all}\n{CD1 path : " + tree1 + "}\n" +
+           NoReference(Misses("tree"), tree1 + ref, kTempReport),
+       false},
       {{"-CD1Path", tree1, "-dup", "-cds", "2,,4", "-refDir", "R", "-xml", P("r.xml"), "-4", P("tree/4"), "-1", "/x"},
        "{Checker Mode}\n{CD to check : 2,4}\n{Reference folder : R}\n{Custom Xml report file : " + P("r.xml") +
-           "}\n{CD4 path : " + P("tree/4") + "}\n{CD1 path : " + tree1 + "}\n" + Block(Misses("tree") + kCheck)},
+           "}\n{CD4 path : " + P("tree/4") + "}\n{CD1 path : " + tree1 + "}\n" +
+           NoReference(Misses("tree"), "R/1" + ref, P("r.xml")),
+       false},
       {{"-generate", "-relinfo", "info.xml", "-CD1Path", tree1},
        "{Generator Mode}\n{ReleaseInfo file : info.xml}\n{CD1 path : " + tree1 + "}\n" +
-           Block("Generate mode is not available in this build.")},
-      {{"-CD1Path", P("mnt")}, Block(Misses("") + kRelaunch)},
+           Block("\n\"info.xml\" input file is missing or cannot be accessed") + "\nOperation terminated with error(s)\n\n",
+       false},
       {{"-CD1Path", P("mnt"), "-dup"},
        "{Checker Mode}\n{Physical Media}\n{CD to check : all}\n{CD1 path : " + P("mnt") + "}\n" +
-           Block(Misses("") + kCheck) + Block(kRemove)},
+           NoReference(Misses(""), P("mnt") + ref, kTempReport),
+       true},
       {{"-CD1Path", big1, "-2", P("big/4")},
        "{Checker Mode}\n{Assembly Media}\n{CD to check : all}\n{CD2 path : " + P("big/4/sub/2") +
-           "}\n{CD1 path : " + big1 + "}\n" + Block(Miss(P("big/3/sub")) + kCheck)},
+           "}\n{CD1 path : " + big1 + "}\n" + NoReference(Miss(P("big/3/sub")), big1 + ref, kTempReport),
+       false},
       {{"-CD1Path", big1, "-2", P("tree")},
        "{Checker Mode}\n{Assembly Media}\n{CD to check : all}\nInvalid AM-CD2 path ! the path to the sub-Media "
        "volume does not exist : " +
-           P("tree/sub/2") + "{CD1 path : " + big1 + "}\n" + Block(Miss(P("big/3/sub")) + "Invalid argument(s)")},
+           P("tree/sub/2") + "{CD1 path : " + big1 + "}\n" + Block(Miss(P("big/3/sub")) + "Invalid argument(s)"),
+       false},
       {{"-CD1Path", am1, "-dup"},
        "{Checker Mode}\n{Physical Media}\n{Assembly Media}\n{CD to check : all}\n{CD1 path : " + am1 + "}\n" +
-           Block(Miss(P("am/sub")) + kCheck) + Block(kRemove)},
+           NoReference(Miss(P("am/sub")), am1 + ref, kTempReport),
+       true},
   };
+  // A second run on a physical media removes its own executable: run a copy.
+  const std::string exe = P("ZYNInsMediaCheck");
   for (auto const& c : cases) {
-    ChildResult r = RunExe(c.args, {}, root);
+    fs::copy_file(ZYN_EXE_PATH, exe, fs::copy_options::overwrite_existing);
+    ChildResult r = RunExe(c.args, {}, root, exe);
     EXPECT_EQ(r.out, c.expected) << c.args[1];
     EXPECT_EQ(r.status, 2);
+    EXPECT_EQ(fs::exists(exe), !c.removesItself) << c.args[1];
   }
-  EXPECT_FALSE(fs::exists(P("r.xml")));
+  EXPECT_TRUE(fs::exists(P("r.xml")));
 }
 
 TEST_F(MediaCheckOnTree, RefusesAnAssemblyMediaWithoutVolumeIndex) {
@@ -248,24 +266,31 @@ TEST_F(MediaCheckOnTree, RefusesAnAssemblyMediaWithoutVolumeIndex) {
 }
 
 TEST_F(MediaCheckOnTree, DerivesVolumeOneFromWhereTheExecutableStands) {
-  Dirs({"media/1/bin/x", "mnt/bin/x"});
+  Dirs({"media/1/bin/x"});
   fs::copy_file(ZYN_EXE_PATH, P("media/1/bin/x/ZYNInsMediaCheck"));
-  fs::copy_file(ZYN_EXE_PATH, P("mnt/bin/x/ZYNInsMediaCheck"));
-  struct Case {
-    std::string exe;
-    std::string expected;
-  } cases[] = {
-      {P("media/1/bin/x/ZYNInsMediaCheck"),
-       "{Checker Mode}\n{CD to check : all}\n{CD1 path : " + P("media/1") + "}\n" + Block(Misses("media") + kCheck)},
-      {"./media/1/bin/x/ZYNInsMediaCheck",
-       "{Checker Mode}\n{CD to check : all}\n{CD1 path : " + P("media/1") + "}\n" + Block(Misses("media") + kCheck)},
-      {P("mnt/bin/x/ZYNInsMediaCheck"), Block(Misses("") + kRelaunch)},
-  };
-  for (auto const& c : cases) {
-    ChildResult r = RunExe({}, {}, root, c.exe);
-    EXPECT_EQ(r.out, c.expected) << c.exe;
+  const std::string expected = "{Checker Mode}\n{CD to check : all}\n{CD1 path : " + P("media/1") + "}\n" +
+                               NoReference(Misses("media"), P("media/1") + "//0data/MediaContent.xml", kTempReport);
+  for (std::string exe : {P("media/1/bin/x/ZYNInsMediaCheck"), std::string("./media/1/bin/x/ZYNInsMediaCheck")}) {
+    ChildResult r = RunExe({}, {}, root, exe);
+    EXPECT_EQ(r.out, expected) << exe;
     EXPECT_EQ(r.status, 2);
   }
+}
+
+// The only test that lets a first run on a physical media replace itself by its copy in
+// the temporary folder: that copy's name is shared by every run on the machine.
+TEST_F(MediaCheckOnTree, FirstRunOnAPhysicalMediaChecksFromATemporaryCopy) {
+  Dirs({"mnt/bin/x"});
+  fs::remove("/tmp/ZYNInsMediaCheck");
+  const std::string exe = P("mnt/bin/x/ZYNInsMediaCheck");
+  fs::copy_file(ZYN_EXE_PATH, exe);
+  ChildResult r = RunExe({}, {}, root, exe);
+  // All that shows is the second run's: the banner and the check of the media.
+  EXPECT_EQ(r.out, "{Checker Mode}\n{Physical Media}\n{CD to check : all}\n{CD1 path : " + P("mnt") + "}\n" +
+                       NoReference(Misses(""), P("mnt") + "//0data/MediaContent.xml", kTempReport));
+  EXPECT_EQ(r.status, 2);
+  EXPECT_TRUE(fs::exists(exe));
+  EXPECT_FALSE(fs::exists("/tmp/ZYNInsMediaCheck"));
 }
 
 }  // namespace
