@@ -116,7 +116,7 @@ DString& DString::operator=(wchar_t const* text) {
 int DString::BuildFromUCChar(unsigned short const* units, int count) {
   int effective = (units == nullptr || count < 0) ? 0 : count;
   if (_p == nullptr) return ZYN_E_FAIL;
-  if (_p->refCount > 1 || _p->Capacity() < effective) {
+  if (_p->RefCount() > 1 || _p->Capacity() < effective) {
     DStringInternal* fresh = DStringInternal::Allocate(effective);
     if (_p != _DStringEmptyPtr) _p->Release();
     _p = fresh;
@@ -166,7 +166,7 @@ int DString::SetCapacity(int capacity) {
 void DString::_AllocNewRefString(int newLength, unsigned char keepText, unsigned char grow) {
   if (_p == nullptr) return;
   int capacity = _p->Capacity();
-  if (_p->refCount < 2 && capacity >= newLength) return;
+  if (_p->RefCount() < 2 && capacity >= newLength) return;
   int newCapacity = newLength;
   if (grow && capacity < newLength) {
     int grown = static_cast<int>(static_cast<double>(capacity) * 1.5);
@@ -191,7 +191,7 @@ wchar_t* DString::GetBuffer(int count) {
   if (_p == nullptr) return nullptr;
   if (count < 0) count = _p->Capacity();
   int size = count * 2;
-  if (_p->refCount > 1 || _p->Capacity() < size) {
+  if (_p->RefCount() > 1 || _p->Capacity() < size) {
     DStringInternal* fresh = DStringInternal::Allocate(size);
     if (fresh != _DStringEmptyPtr) {
       int keep = _p->length < size ? _p->length : size;
@@ -391,7 +391,7 @@ unsigned int DString::HashFunc() const {
   if (!_p->IsHashStale()) return _p->hash;
   DString* self = const_cast<DString*>(this);
   // The cache write must not touch a record that other handles share.
-  if (_p->refCount > 1) self->_AllocNewRefString(_p->length, 1, 0);
+  if (_p->RefCount() > 1) self->_AllocNewRefString(_p->length, 1, 0);
   if (!_IsWritable()) return 0;
   int length = _p->length;
   int step = length < 400 ? 1 : length / 64;

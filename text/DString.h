@@ -27,6 +27,9 @@ struct DStringInternal {
   int Release();
   int AddRef();
 
+  // Other threads may drop their copies meanwhile; what matters is whether this handle
+  // is the only one left, which no other thread can change back.
+  int RefCount() const { return __atomic_load_n(&refCount, __ATOMIC_ACQUIRE); }
   int Capacity() const { return static_cast<int>(capacityAndFlags & kCapacityMask); }
   void SetHashStale() { capacityAndFlags |= kHashStale; }
   bool IsHashStale() const { return (capacityAndFlags & kHashStale) != 0; }

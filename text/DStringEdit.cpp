@@ -76,7 +76,7 @@ int DString::ReplaceRange(int first, int last, DString const& value) {
   int removed = last - first;
   int tail = length - last;
   int newLength = length - removed + valueLength;
-  if (_p->refCount != 1 && valueLength < removed) {
+  if (_p->RefCount() != 1 && valueLength < removed) {
     DStringInternal* fresh = DStringInternal::Allocate(newLength);
     if (fresh != _DStringEmptyPtr) {
       std::memcpy(fresh->Units(), _p->Units(), static_cast<size_t>(first) * 2);
