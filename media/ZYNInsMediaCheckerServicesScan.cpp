@@ -60,6 +60,12 @@ static const wchar_t S_ReferenceName[] = L"MediaContent.xml";
 
 static DString sNumber(int value) { return DString::FromNum(value, "%d"); }
 
+// DString's == takes a longer text led by a unit with a low byte of 0 (U+4E00, say) for
+// equal to any shorter one; names must match unit for unit.
+static bool sIsName(DString const& name, DString const& wanted) {
+  return name.Length() == wanted.Length() && name.IsSubStringAt(0, wanted);
+}
+
 // Reads `path` and everything below it with the enumerator that the walk would use. The
 // enumerator's failure records are taken off the stack and kept with their folder. A
 // folder is read to its end before its sub-folders, so one directory is open at a time.
@@ -203,7 +209,7 @@ static int sWalk(SScanVolume const& volume, DString const& relativePath, SScanFo
       entry.folder.reset();  // what is walked is in the elements now
       continue;
     }
-    if (entry.name == skipped) continue;
+    if (sIsName(entry.name, skipped)) continue;
     if (sScanFile(volume, relativePath, entry, cdElement, errors, fileCount, totalFiles) == 1) return 1;
   }
   if (!folder.failed) return 0;
@@ -296,7 +302,7 @@ static int sCountChildren(ZYNAdmXmlElement const& parent, DString const& name) {
   int count = 0;
   void* it = parent.GetChildren();
   while (it != nullptr) {
-    if (parent.GetChild(it).GetNameRef() == name) ++count;
+    if (sIsName(parent.GetChild(it).GetNameRef(), name)) ++count;
   }
   return count;
 }

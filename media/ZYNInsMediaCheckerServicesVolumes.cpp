@@ -64,7 +64,9 @@ int ZYNInsMediaCheckerServices::GetFirstElement(ZYNAdmXmlElement parent, DString
   void* it = parent.GetChildren();
   while (it != nullptr) {
     const ZYNAdmXmlElement& child = parent.GetChild(it);
-    if (name.IsEmpty() || child.GetNameRef() == name) {
+    // Unit for unit: DString's == takes a longer name led by U+4E00, say, for any shorter one.
+    DString const& childName = child.GetNameRef();
+    if (name.IsEmpty() || (childName.Length() == name.Length() && childName.IsSubStringAt(0, name))) {
       found = child;
       return 1;
     }

@@ -32,9 +32,12 @@ const std::map<std::string, std::string> kDigest = {
 
 std::string Block(std::string const& text) { return "\n\nError\n" + text + "\n\n"; }
 
-ChildResult RunExe(std::vector<std::string> args, std::string const& exe = ZYN_EXE_PATH) {
+ChildResult RunExe(std::vector<std::string> args, std::string const& exe = ZYN_EXE_PATH,
+                   std::vector<std::string> const& moreEnv = {}) {
   args.insert(args.begin(), exe);
-  return RunChild(args, {"ZYN_DEBUG_DISPLAY", "ZYN_DEBUG_WAIT", "LC_ALL=C"});
+  std::vector<std::string> env = {"ZYN_DEBUG_DISPLAY", "ZYN_DEBUG_WAIT", "LC_ALL=C"};
+  env.insert(env.end(), moreEnv.begin(), moreEnv.end());
+  return RunChild(args, env);
 }
 
 std::string Sha256(std::string const& bytes) {
@@ -191,6 +194,9 @@ TEST(ZYNInsMediaGenerateCli, RefDirRelInfoAndReportLeaveTheMediaUntouched) {
 
 TEST(ZYNInsMediaGenerateCli, DamagedMediaEndsWithItsMessageAndStatus) {
   std::string const aLine = "[CD1]\ttimestamp=" + kTime + "\thash=" + kDigest.at("a") + "\tpath=/a\n";
+  // Longer than "MediaContent.xml" and led by U+4E00, whose low byte is 0: not that name.
+  std::string const cjkName = "\u4E00\u952E\u5B89\u88C5-setup-notes.txt";
+  std::string const cjkLine = "[CD1]\ttimestamp=" + kTime + "\thash=" + kDigest.at("a") + "\tpath=/" + cjkName + "\n";
   struct Case {
     std::vector<std::pair<std::string, std::string>> files;
     std::string special;   // what the case adds to the media
@@ -213,6 +219,7 @@ TEST(ZYNInsMediaGenerateCli, DamagedMediaEndsWithItsMessageAndStatus) {
              "directory is present.\n") + kFailed,
        2},
       {{{"1/a", "a"}}, "relinfo", Block("\n\"{M}/none.xml\" input file is missing or cannot be accessed") + kFailed, 2},
+      {{{"1/" + cjkName, "a"}}, "cjk", "<Media Volume 1>\n" + cjkLine + kDone, 0},
   };
   for (Case const& c : cases) {
     Media media(c.files);
@@ -235,7 +242,9 @@ TEST(ZYNInsMediaGenerateCli, DamagedMediaEndsWithItsMessageAndStatus) {
     std::string expected = banner + c.expected;
     for (size_t at; (at = expected.find("{M}")) != std::string::npos;) expected.replace(at, 3, root);
 
-    ChildResult r = RunExe(args);
+    std::vector<std::string> env;
+    if (c.special == "cjk") env = {"LANG=C.UTF-8", "QRTReffilesPath=" + std::string(ZYN_SOURCE_DIR) + "/reffiles"};
+    ChildResult r = RunExe(args, ZYN_EXE_PATH, env);
     EXPECT_EQ(expected, r.out) << c.special;
     EXPECT_EQ(c.status, r.status) << c.special;
     if (c.special != "full") {

@@ -8,6 +8,7 @@
 #include "ZYNAdmXmlElement.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
+#include "ZYNInsMsg.h"
 #include "adm/ZYNTestTempTree.h"
 #include "support/CaptureStdout.h"
 
@@ -133,4 +134,32 @@ TEST(ZYNInsMediaScan, CheckModeRecordsFaultsAndWalksOn) {
   EXPECT_EQ(std::vector<std::string>{"\"" + root + "//s/dangling\" No such file or directory\n"},
             ZYNTestDrainErrors());
   Options::ResetValues();
+}
+
+// A name longer than the one looked for and led by a unit whose low byte is 0 is another
+// name, though DString's == holds for the two.
+TEST(ZYNInsMediaScan, CheckModeTakesReferenceElementsByTheirExactNames) {
+  ZYNTestTempTree tree;
+  tree.Dir("1");
+  std::string out = CaptureStdoutOfChild([&] {
+    Options::ResetValues();
+    Options::_CDsPath = ZYNTestD(tree.Root());
+    Options::_CDsToCheck = DStrings(DString(L"9"));  // no volume is identified or scanned
+    ZYNInsMsg::_IsDebug = true;
+    DString decoy(L"\u4E00\u4E01\u4E02\u4E03\u4E04\u4E05\u4E06\u4E07");
+    ZYNAdmXmlElement media(DString(L"Media")), cds(DString(L"CDs"));
+    media.AddChild(ZYNAdmXmlElement(decoy));
+    media.AddChild(ZYNAdmXmlElement(DString(L"RelData")));
+    media.AddChild(cds);
+    cds.AddChild(ZYNAdmXmlElement(DString(L"CD")));
+    cds.AddChild(ZYNAdmXmlElement(decoy));
+    DString errors;
+    int result = Services::GetMediaXmlView(media, errors);
+    void* it = media.GetChildren();
+    std::printf("|%d|%s", result, ZYNTestS(media.GetChild(it).GetName()).c_str());
+  });
+  size_t volumes = 0;
+  for (size_t at = 0; (at = out.find("process CD [", at)) != std::string::npos; ++at) ++volumes;
+  EXPECT_EQ(1u, volumes) << out;
+  EXPECT_EQ("|0|RelData", out.substr(out.rfind('|') - 2)) << out;
 }
