@@ -265,10 +265,11 @@ struct ShiftGroup {
 };
 }  // namespace
 
+// Compared on each side of 0, since the lowest difference has no opposite.
 static bool sIsShiftCandidate(long long value) {
   if (value == 0) return true;
-  long long magnitude = value < 0 ? -value : value;
-  return magnitude >= S_MinShift && magnitude <= S_MaxShift;
+  if (value < 0) return value >= -S_MaxShift && value <= -S_MinShift;
+  return value >= S_MinShift && value <= S_MaxShift;
 }
 
 // Values are grouped by their text, in the order of their first appearance: of two

@@ -42,10 +42,6 @@ static DString sNumber(int value) { return DString::FromNum(value, "%d"); }
 
 static void sPush(DString const& message) { ZYNAdmError::Push(message, ZYNAdmErrorTypeApplication, 0x80004005, 1); }
 
-// Once standard input has ended, every later answer is the same wrong one: nothing the
-// user could still type would end a question.
-static bool sInputEnded() { return std::feof(stdin) != 0 || std::ferror(stdin) != 0; }
-
 // Unless the user said otherwise, a physical media brings every volume to the place of
 // volume 1, and a file tree keeps each in the folder of its number.
 static DString sDefaultVolumePath(int cdIndex) {
@@ -160,12 +156,9 @@ int ZYNInsMediaCheckerServices::CheckIfCorrectCD(int cdIndex, DString expectedHa
     return 3;
   }
   // Once a wrong volume has been answered, a cancel brings the question back: only the
-  // right volume ends it, or the end of standard input.
-  for (;;) {
-    int again = CheckIfCorrectCD(cdIndex, expectedHash, expectedRelData);
-    if (again == 1 || again == 2) return again;
-    if (sInputEnded()) return 3;
-  }
+  // right volume ends it, even after standard input has ended.
+  while (CheckIfCorrectCD(cdIndex, expectedHash, expectedRelData) != 1) continue;
+  return 1;
 }
 
 // On an Assembly Media a typed path may name the larger media's volume; the sub-media's

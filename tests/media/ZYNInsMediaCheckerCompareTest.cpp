@@ -111,6 +111,7 @@ TEST(MediaCompare, WordsEachDifferenceAndJudgesTimesAgainstCommonShifts) {
        {{{"/a", 0, "h", "-9223372036854775807"}, {"/b", 0, "h", "12"}}}, {},
        Line(1, "/a", "File's timedata corrupted -9223372036854775807 retrieved 9223372036854775807 expected") +
        Line(1, "/b", "File's timedata corrupted 12 retrieved abc expected")},
+      {"the lowest timestamp of a file gone", {{{"/a", 0, "h", "-9223372036854775808"}}}, {{}}, {}, Missing(1, "/a")},
       // clang-format on
   };
   for (auto const& c : cases) EXPECT_EQ(Compare(Media(c.reference), Media(c.current), c.cds), c.expected) << c.name;
