@@ -43,22 +43,6 @@ TEST(QRTSysTSHashMapOfIntToVoidPtr, BucketCountFollowsSizeAndLoadFactor) {
   }
 }
 
-TEST(QRTSysTSHashMapOfIntToVoidPtr, HashTakesKeyBytesSignExtended) {
-  const struct {
-    int key, in16, in32, in7;
-  } cases[] = {
-      {0, 0, 0, 0},          {1, 11, 27, 6},         {2, 6, 22, 5},          {0x7F, 5, 5, 6},
-      {0x80, 0, 0, 4},       {-1, 8, 24, 0},         {0x100, 9, 9, 4},       {0x12345678, 12, 28, 5},
-      {INT32_MIN, 0, 0, 0},  {INT32_MAX, 8, 24, 2},
-  };
-  QRTSysTSHashMapOfIntToVoidPtr m16(16, 1.0f), m32(32, 1.0f), m7(7, 1.0f);
-  for (auto const& c : cases) {
-    EXPECT_EQ(c.in16, m16.Hash(c.key)) << c.key;
-    EXPECT_EQ(c.in32, m32.Hash(c.key)) << c.key;
-    EXPECT_EQ(c.in7, m7.Hash(c.key)) << c.key;
-  }
-}
-
 TEST(QRTSysTSHashMapOfIntToVoidPtr, PutGetRemoveKeepOneEntryPerKey) {
   QRTSysTSHashMapOfIntToVoidPtr map(12, 0.75f);
   map.Put(5, V(50));

@@ -19,6 +19,7 @@
 #include "ZYNSysIConvTSWrap.h"
 #include "ZYNSysNLSCore.h"
 #include "support/ChildProcess.h"
+#include "support/ZYNTestTempTree.h"
 
 namespace {
 
@@ -123,24 +124,11 @@ ChildResult RunProbe(char const* probe, std::vector<std::string> env) {
 }
 
 // A table in a temporary folder, laid out as QRTReffilesPath expects.
-class TempTable {
- public:
+struct TempTable : ZYNTestTempTree {
   explicit TempTable(std::string const& text) {
-    char pattern[] = "/tmp/zyn-nls-XXXXXX";
-    _dir = mkdtemp(pattern);
-    std::string nls = _dir + "/NLS";
-    mkdir(nls.c_str(), 0700);
-    std::ofstream(nls + "/SUPPLANG_K6") << text;
+    Dir("NLS");
+    File("NLS/SUPPLANG_K6", text);
   }
-  ~TempTable() {
-    std::remove((_dir + "/NLS/SUPPLANG_K6").c_str());
-    rmdir((_dir + "/NLS").c_str());
-    rmdir(_dir.c_str());
-  }
-  std::string const& Dir() const { return _dir; }
-
- private:
-  std::string _dir;
 };
 
 TEST(ZYNSysNLSCore, EnvironmentChoosesCodePageFromTableAndLang) {
@@ -157,10 +145,10 @@ TEST(ZYNSysNLSCore, EnvironmentChoosesCodePageFromTableAndLang) {
       {{"QRTInstallPath=" + std::string(ZYN_SOURCE_DIR), "LANG=POSIX"}, "ISO8859-1|C|C|" + latin1Units},
       {{"QRTInstallPath=" + std::string(ZYN_SOURCE_DIR), "LC_ALL=C.utf8"}, "UTF-8|C.utf8|C.utf8|" + utf8Units},
       // Matched on the locale the C library took, since no row contains this LANG.
-      {{"QRTReffilesPath=" + lateUtf8.Dir(), "LANG=xx_YY.UTF-8", "LC_ALL=C.UTF-8"},
+      {{"QRTReffilesPath=" + lateUtf8.Root(), "LANG=xx_YY.UTF-8", "LC_ALL=C.UTF-8"},
        "UTF-8|C.UTF-8|C.UTF-8|" + utf8Units},
       // Matched by the row's locale containing LANG; no locale of that name exists.
-      {{"QRTReffilesPath=" + lateUtf8.Dir(), "LANG=qq_QQ"}, "ISO8859-1|(null)|C|" + latin1Units},
+      {{"QRTReffilesPath=" + lateUtf8.Root(), "LANG=qq_QQ"}, "ISO8859-1|(null)|C|" + latin1Units},
   };
   for (auto const& c : cases) {
     ChildResult result = RunProbe("nls-env", c.env);
@@ -175,11 +163,11 @@ TEST(ZYNSysNLSCore, TracesOnlyWhenSwitchedOn) {
   EXPECT_EQ(traced.out.substr(0, traced.out.find("ISO8859-1|")),
             "[[[ Current locale: C ]]]\n[[[ Env var $LANG: C ]]]\n[[[ Current locale: C ]]]\n"
             "[[[ InitNLSCoreEnvironment: environment code page is \"ISO8859-1\" ]]]\n");
-  ChildResult missing = RunProbe("nls-env", {"QRTReffilesPath=" + noSection.Dir(), "ZYNSysNLSCoreTrace=1"});
+  ChildResult missing = RunProbe("nls-env", {"QRTReffilesPath=" + noSection.Root(), "ZYNSysNLSCoreTrace=1"});
   EXPECT_EQ(missing.err,
             "*LINUX* OS section not found\n[[[ InitNLSCoreEnvironment: failed to retrieve environment code page, "
             "falling back to code page ISO8859-1. ]]]\n");
-  ChildResult quiet = RunProbe("nls-env", {"QRTReffilesPath=" + noSection.Dir()});
+  ChildResult quiet = RunProbe("nls-env", {"QRTReffilesPath=" + noSection.Root()});
   EXPECT_EQ(quiet.err, "");
   EXPECT_EQ(quiet.out.substr(0, 10), "ISO8859-1|");
 }
@@ -191,7 +179,7 @@ TEST(ZYNSysNLSCore, RacingFirstUsersInitialiseOnce) {
 
 TEST(ZYNSysNLSCore, ForcedLanguageCallsBackAndFallsBackToEnvironment) {
   TempTable table("*LINUX*\nEnglish US C.UTF-8 UTF-8\nPlain Any C ISO8859-1\n*END*\n");
-  ChildResult result = RunProbe("nls-language", {"QRTReffilesPath=" + table.Dir(), "LANG=C.UTF-8"});
+  ChildResult result = RunProbe("nls-language", {"QRTReffilesPath=" + table.Root(), "LANG=C.UTF-8"});
   EXPECT_EQ(result.out,
             "accepted=3 null=1\n"
             "Plain=1 calls=3 codePage=ISO8859-1\n"
@@ -223,7 +211,7 @@ class ZYNSysNLSTable : public ::testing::Test {
   static int CountRows(std::string const& text, bool& hasTable) {
     TempTable table(text);
     DeInitSupplangCache();
-    setenv("QRTReffilesPath", table.Dir().c_str(), 1);
+    setenv("QRTReffilesPath", table.Root().c_str(), 1);
     DStrings* languages = nullptr;
     unsigned int count = 0;
     GetSupportedLanguageList(languages, count);

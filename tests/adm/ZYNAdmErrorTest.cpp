@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "support/TestText.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <string>
@@ -28,12 +30,6 @@ static int S_catalogDumpProbe = [] {
 }();
 
 namespace {
-
-std::wstring W(DString const& s) {
-  std::wstring out;
-  for (int i = 0; i < s.Length(); ++i) out += s[i];
-  return out;
-}
 
 class ZYNAdmErrorStackTest : public ::testing::Test {
  protected:

@@ -4,7 +4,7 @@
 #include <utime.h>
 
 #include "ZYNAdmFile.h"
-#include "adm/ZYNTestTempTree.h"
+#include "support/ZYNTestTempTree.h"
 
 typedef ZYNAdmFile F;
 

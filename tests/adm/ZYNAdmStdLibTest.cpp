@@ -7,7 +7,7 @@
 
 #include "ZYNAdmStdLib.h"
 #include "ZYNAdmString.h"
-#include "adm/ZYNTestTempTree.h"
+#include "support/ZYNTestTempTree.h"
 
 TEST(ZYNAdmStdLib, EmptyPathsGiveTwo) {
   DString some(L"/tmp");

@@ -7,7 +7,7 @@
 #include "ZYNAdmInputFile.h"
 #include "ZYNAdmOutputFile.h"
 #include "ZYNAdmOutputStreamBuffer.h"
-#include "adm/ZYNTestTempTree.h"
+#include "support/ZYNTestTempTree.h"
 
 TEST(ZYNAdmStreams, FlatFunctionsFailOnNullHandle) {
   long handle = 0;

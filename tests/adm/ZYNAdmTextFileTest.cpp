@@ -5,7 +5,7 @@
 #include "ZYNAdmOFile.h"
 #include "ZYNAdmOutputStreamBuffer.h"
 #include "ZYNAdmOutputText.h"
-#include "adm/ZYNTestTempTree.h"
+#include "support/ZYNTestTempTree.h"
 
 struct ZYNTestLine {
   std::string text;

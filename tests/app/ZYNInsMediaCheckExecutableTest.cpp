@@ -9,19 +9,11 @@
 #include <vector>
 
 #include "support/ChildProcess.h"
+#include "support/ZYNTestTempTree.h"
 
 namespace fs = std::filesystem;
 
 namespace {
-
-// Diagnostics off unless a case asks; the system's error texts in English.
-ChildResult RunExe(std::vector<std::string> const& args, std::vector<std::string> env = {}, std::string const& cwd = "",
-                   std::string const& exe = ZYN_EXE_PATH) {
-  std::vector<std::string> argv{exe};
-  argv.insert(argv.end(), args.begin(), args.end());
-  env.insert(env.begin(), {"ZYN_DEBUG_DISPLAY", "ZYN_DEBUG_WAIT", "LC_ALL=C"});
-  return RunChild(argv, env, "", cwd);
-}
 
 std::string Block(std::string const& text) { return "\n\nError\n" + text + "\n\n"; }
 const std::string kPause = "\nPress Enter to finish\n";
@@ -37,12 +29,6 @@ std::string NoReference(std::string const& misses, std::string const& reference,
 // A temporary folder holding the trees of one test; `P(rel)` is the absolute path.
 class MediaCheckOnTree : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/zyncliXXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    root = pattern;
-  }
-  void TearDown() override { fs::remove_all(root); }
   std::string P(std::string const& rel) const { return root + "/" + rel; }
   void Dirs(std::vector<std::string> const& rels) {
     for (auto const& rel : rels) fs::create_directories(P(rel));
@@ -57,7 +43,8 @@ class MediaCheckOnTree : public ::testing::Test {
     for (fs::path dir = rel.empty() ? root : P(rel); dir != "/"; dir = dir.parent_path()) text += Miss(dir.string());
     return text + "0data No such file or directory\n\n";
   }
-  std::string root;
+  ZYNTestTempTree tree;
+  std::string root = tree.Root();
 };
 
 const char* const kShortHelp =
@@ -121,7 +108,7 @@ TEST(MediaCheckExecutable, HelpWinsOverEverythingElseOnTheLineAndExitsWithZero) 
       {{"-h", "/??"}, kExtendedHelp}, {{"-xml", "/tmp/zyn-cli-untouched.xml", "-h"}, kShortHelp},
   };
   for (auto const& c : cases) {
-    ChildResult r = RunExe(c.args);
+    ChildResult r = RunZyn(c.args);
     EXPECT_EQ(r.out, c.expected) << c.args[0];
     EXPECT_EQ(r.status, 0) << c.args[0];
   }
@@ -161,7 +148,7 @@ TEST(MediaCheckExecutable, RefusesBadCommandLinesWithTheirWordsAndPauses) {
       {{"-generate", "-CD1Path", "1"}, "Generate mode and physical CD, or no CD direcories"},
   };
   for (auto const& c : cases) {
-    ChildResult r = RunExe(c.args);
+    ChildResult r = RunZyn(c.args);
     EXPECT_EQ(r.out, Block(c.message) + kPause) << c.args[0] << " " << c.message;
     EXPECT_EQ(r.status, 2) << c.message;
   }
@@ -189,7 +176,7 @@ TEST(MediaCheckExecutable, QuietRefusalIsSilentUnlessDebugDisplayShowsIt) {
            Block("y: invalid argument") + kPause},
   };
   for (auto const& c : cases) {
-    ChildResult r = RunExe(c.args, c.env);
+    ChildResult r = RunZyn(c.args, c.env);
     EXPECT_EQ(r.out, c.expected) << c.args[1];
     EXPECT_EQ(r.status, 2);
   }
@@ -241,7 +228,7 @@ TEST_F(MediaCheckOnTree, DetectsTheShapeOfTheMediaAndPrintsTheBanner) {
   const std::string exe = P("ZYNInsMediaCheck");
   for (auto const& c : cases) {
     fs::copy_file(ZYN_EXE_PATH, exe, fs::copy_options::overwrite_existing);
-    ChildResult r = RunExe(c.args, {}, root, exe);
+    ChildResult r = RunZyn(c.args, {}, root, exe);
     EXPECT_EQ(r.out, c.expected) << c.args[1];
     EXPECT_EQ(r.status, 2);
     EXPECT_EQ(fs::exists(exe), !c.removesItself) << c.args[1];
@@ -252,13 +239,13 @@ TEST_F(MediaCheckOnTree, DetectsTheShapeOfTheMediaAndPrintsTheBanner) {
 TEST_F(MediaCheckOnTree, RefusesAnAssemblyMediaWithoutVolumeIndex) {
   Dirs({"big/3/0data", "big/3/sub/1", "vol/1/0data"});
   File("big/3/x.txt.txt");
-  ChildResult r = RunExe({"-CD1Path", P("big/3/sub/1")}, {}, root);
+  ChildResult r = RunZyn({"-CD1Path", P("big/3/sub/1")}, {}, root);
   EXPECT_EQ(r.out, Block(Miss(P("big/3/sub")) + "The given Assembly Media " + P("big/3/sub/1") +
                          " does not contains volume file(s) !") +
                        kPause);
   EXPECT_EQ(r.status, 2);
   // A "0data" in the working directory makes an Assembly Media of any media, with no index.
-  r = RunExe({"-CD1Path", P("vol/1")}, {}, P("vol/1"));
+  r = RunZyn({"-CD1Path", P("vol/1")}, {}, P("vol/1"));
   EXPECT_EQ(r.out,
             Block(Miss(P("vol")) + Miss(root) + Miss("/tmp") + "Input path is empty\n\nThe given Assembly Media " +
                   P("vol/1") + " does not contains volume file(s) !") +
@@ -271,7 +258,7 @@ TEST_F(MediaCheckOnTree, DerivesVolumeOneFromWhereTheExecutableStands) {
   const std::string expected = "{Checker Mode}\n{CD to check : all}\n{CD1 path : " + P("media/1") + "}\n" +
                                NoReference(Misses("media"), P("media/1") + "//0data/MediaContent.xml", kTempReport);
   for (std::string exe : {P("media/1/bin/x/ZYNInsMediaCheck"), std::string("./media/1/bin/x/ZYNInsMediaCheck")}) {
-    ChildResult r = RunExe({}, {}, root, exe);
+    ChildResult r = RunZyn({}, {}, root, exe);
     EXPECT_EQ(r.out, expected) << exe;
     EXPECT_EQ(r.status, 2);
   }
@@ -284,7 +271,7 @@ TEST_F(MediaCheckOnTree, FirstRunOnAPhysicalMediaChecksFromATemporaryCopy) {
   fs::remove("/tmp/ZYNInsMediaCheck");
   const std::string exe = P("mnt/bin/x/ZYNInsMediaCheck");
   fs::copy_file(ZYN_EXE_PATH, exe);
-  ChildResult r = RunExe({}, {}, root, exe);
+  ChildResult r = RunZyn({}, {}, root, exe);
   // All that shows is the second run's: the banner and the check of the media.
   EXPECT_EQ(r.out, "{Checker Mode}\n{Physical Media}\n{CD to check : all}\n{CD1 path : " + P("mnt") + "}\n" +
                        NoReference(Misses(""), P("mnt") + "//0data/MediaContent.xml", kTempReport));

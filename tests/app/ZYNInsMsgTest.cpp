@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "support/TestText.h"
+
 #include <string>
 
 #include "DStrings.h"
@@ -10,12 +12,6 @@
 #include "support/CaptureStdout.h"
 
 namespace {
-
-std::wstring W(DString const& s) {
-  std::wstring out;
-  for (int i = 0; i < s.Length(); ++i) out += s[i];
-  return out;
-}
 
 TEST(ZYNInsMsgBuild, ParametersFillMarksAndEscapesStayLiteral) {
   struct Case {
@@ -68,11 +64,6 @@ TEST(ZYNInsMsgConsole, DisplayErrorPrintsTheStackOldestFirst) {
       {"popped newest passed in", false, false, {L"first"}, L"", "\n\nError\nfirst\n\n"},
       {"nothing at all", false, false, {}, L"", "\n\nError\n\n\n"},
       {"quiet hides it", false, true, {L"a"}, L"b", ""},
-      {"debug shows it twice", true, false, {}, L"m",
-       "\n\nError\nm\n\n[DEBUG]{ZYNInsMediaCheckerServices::DisplayError}\n\nError\nm\n\n"},
-      {"quiet with debug gives two debug lines", true, true, {}, L"m",
-       "[DEBUG]{ZYNInsMsg::TracePrint} \n\nError\nm\n\n"
-       "[DEBUG]{ZYNInsMediaCheckerServices::DisplayError}\n\nError\nm\n\n"},
   };
   for (auto const& c : cases) {
     std::string out = CaptureStdoutOfChild([&c] {

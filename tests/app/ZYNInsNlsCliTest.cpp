@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "support/ChildProcess.h"
+#include "support/ZYNTestTempTree.h"
 
 namespace fs = std::filesystem;
 
@@ -29,12 +30,9 @@ std::vector<Environment> Environments() {
 }
 
 ChildResult RunExe(std::vector<std::string> const& args, Environment const& environment) {
-  std::vector<std::string> argv{ZYN_EXE_PATH};
-  argv.insert(argv.end(), args.begin(), args.end());
-  std::vector<std::string> env{"ZYN_DEBUG_DISPLAY", "ZYN_DEBUG_WAIT", "LC_ALL",         "LC_CTYPE",
-                               "LC_MESSAGES",       "QRTReffilesPath", "QRTInstallPath", "ZYNSysNLSCoreTrace"};
+  std::vector<std::string> env{"LC_ALL", "LC_CTYPE", "LC_MESSAGES", "QRTReffilesPath", "QRTInstallPath", "ZYNSysNLSCoreTrace"};
   env.insert(env.end(), environment.variables.begin(), environment.variables.end());
-  return RunChild(argv, env);
+  return RunZyn(args, env);
 }
 
 // Valid UTF-8, a lone Latin-1 byte, and a character beyond UCS-2.
@@ -42,13 +40,8 @@ const std::vector<std::string> kNames = {"caf\xC3\xA9", "x\xE9y", "\xF0\x9F\x98\
 
 class NlsOnTree : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/zynnlsXXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    root = pattern;
-  }
-  void TearDown() override { fs::remove_all(root); }
-  std::string root;
+  ZYNTestTempTree tree;
+  std::string root = tree.Root();
 };
 
 TEST_F(NlsOnTree, BannerShowsPathsWithTheirOwnBytes) {

@@ -8,7 +8,8 @@
 
 #include "DStrings.h"
 #include "ZYNInsDir.h"
-#include "adm/ZYNTestTempTree.h"
+#include "support/CaptureStdout.h"
+#include "support/ZYNTestTempTree.h"
 
 static DString sClean(DString path) {
   ZYNInsDir::CleanAndRemoveTaillingSlash(path);
@@ -99,13 +100,13 @@ TEST(ZYNInsDir, AccessReportsPathAndSystemTextAlsoForUnprivilegedUser) {
   EXPECT_EQ(0, ZYNInsDir::Access(ZYNTestD(secret), 6));
 
   int status = 0;
-  std::string message = ZYNTestRunInChild(
-      [&]() -> std::string {
+  std::string message = CaptureStdoutOfChild(
+      [&] {
         if (setuid(65534) != 0) _exit(77);
-        if (ZYNInsDir::Access(ZYNTestD(secret), 6) != -1) return "accessible";
-        return ZYNTestS(ZYNAdmError::Pop());
+        std::fputs(ZYNInsDir::Access(ZYNTestD(secret), 6) != -1 ? "accessible" : ZYNTestS(ZYNAdmError::Pop()).c_str(),
+                   stdout);
       },
-      status);
+      &status);
   if (status == 77) GTEST_SKIP() << "needs root to drop to another user";
   EXPECT_EQ(secret + " Permission denied\n", message);
 }
@@ -125,14 +126,14 @@ TEST(ZYNInsDir, TemporaryPathFallsBackToHomeThenHomeFolder) {
     if (c.tmp) mkdir((root + "/tmp").c_str(), 0755);
     if (c.homeFolder) mkdir((root + "/home").c_str(), 0755);
     int status = 0;
-    std::string got = ZYNTestRunInChild(
-        [&]() -> std::string {
+    std::string got = CaptureStdoutOfChild(
+        [&] {
           if (chroot(root.c_str()) != 0 || chdir("/") != 0) _exit(77);
           if (c.unprivileged && setuid(65534) != 0) _exit(77);
           c.home != nullptr ? setenv("HOME", c.home, 1) : unsetenv("HOME");
-          return ZYNTestS(ZYNInsDir::GetTemporaryPath());
+          std::fputs(ZYNTestS(ZYNInsDir::GetTemporaryPath()).c_str(), stdout);
         },
-        status);
+        &status);
     if (status == 77) GTEST_SKIP() << "needs chroot";
     ASSERT_EQ(0, status);
     EXPECT_EQ(c.expected, got) << index;

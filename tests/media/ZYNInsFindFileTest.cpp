@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "ZYNInsFindFile.h"
-#include "adm/ZYNTestTempTree.h"
+#include "support/ZYNTestTempTree.h"
 
 // Every entry the walk gives, as "name:type", sorted; "!" marks a failure at the end.
 static std::string sWalk(std::string const& path, int mask) {

@@ -8,7 +8,7 @@
 #include "ZYNAdmXmlElement.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
-#include "adm/ZYNTestTempTree.h"
+#include "support/ZYNTestTempTree.h"
 
 typedef ZYNInsMediaCheckerServices Services;
 

@@ -4,7 +4,7 @@
 
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
-#include "adm/ZYNTestTempTree.h"
+#include "support/ZYNTestTempTree.h"
 #include "support/CaptureStdout.h"
 
 typedef ZYNInsMediaCheckerOptions Options;

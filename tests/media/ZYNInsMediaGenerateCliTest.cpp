@@ -12,7 +12,7 @@
 #include "ZYNAdmXmlElement.h"
 #include "ZYNAdmXmlHash.h"
 #include "ZYNAdmXmlParser.h"
-#include "adm/ZYNTestTempTree.h"
+#include "support/ZYNTestTempTree.h"
 #include "support/ChildProcess.h"
 
 namespace fs = std::filesystem;
@@ -31,14 +31,6 @@ const std::map<std::string, std::string> kDigest = {
 };
 
 std::string Block(std::string const& text) { return "\n\nError\n" + text + "\n\n"; }
-
-ChildResult RunExe(std::vector<std::string> args, std::string const& exe = ZYN_EXE_PATH,
-                   std::vector<std::string> const& moreEnv = {}) {
-  args.insert(args.begin(), exe);
-  std::vector<std::string> env = {"ZYN_DEBUG_DISPLAY", "ZYN_DEBUG_WAIT", "LC_ALL=C"};
-  env.insert(env.end(), moreEnv.begin(), moreEnv.end());
-  return RunChild(args, env);
-}
 
 std::string Sha256(std::string const& bytes) {
   ZYNAdmSHA256 digest;
@@ -151,7 +143,7 @@ TEST(ZYNInsMediaGenerateCli, WritesTheSealedReferenceAndChainedTagsFromTheExecut
   std::string expectedOut = "{Generator Mode}\n{CD1 path : " + media.Path("1") + "}\n<Media Volume 1>\n" +
                             media.Lines(1, "") + "<Media Volume 2>\n" + media.Lines(2, "") + kDone;
 
-  ChildResult r = RunExe({"-generate"}, exe);
+  ChildResult r = RunZyn({"-generate"}, {}, "", exe);
   EXPECT_EQ(expectedOut, r.out);
   EXPECT_EQ(0, r.status);
   std::string reference = media.Reference(2, "\t<RelData/>\n");
@@ -163,8 +155,8 @@ TEST(ZYNInsMediaGenerateCli, WritesTheSealedReferenceAndChainedTagsFromTheExecut
 
 TEST(ZYNInsMediaGenerateCli, CheckOfAGeneratedMediaScansOnlyTheVolumesAskedFor) {
   Media media(kTwoVolumes);
-  ASSERT_EQ(0, RunExe({"-generate", "-quiet", "-CD1Path", media.Path("1")}).status);
-  ChildResult r = RunExe({"-CD1Path", media.Path("1"), "-cds", "2"});
+  ASSERT_EQ(0, RunZyn({"-generate", "-quiet", "-CD1Path", media.Path("1")}).status);
+  ChildResult r = RunZyn({"-CD1Path", media.Path("1"), "-cds", "2"});
   EXPECT_EQ("{Checker Mode}\n{CD to check : 2}\n{CD1 path : " + media.Path("1") + "}\n<Media Volume 2>\n" +
                 media.Lines(2, "", 3) + "{Finalizing verifications ...}\n\n\n\nMedia check completed\n\n\n\nStatus: PASSED\n\n",
             r.out);
@@ -175,7 +167,7 @@ TEST(ZYNInsMediaGenerateCli, RefDirRelInfoAndReportLeaveTheMediaUntouched) {
   Media media(kTwoVolumes);
   std::string rel = media.tree.File("rel.xml", "<Release v=\"7\"><N>R &amp; D</N></Release>");
   std::string report = media.tree.Path("report.xml");
-  ChildResult r = RunExe({"-generate", "-quiet", "-CD1Path", media.Path("1"), "-refDir", media.tree.Path("ref"),
+  ChildResult r = RunZyn({"-generate", "-quiet", "-CD1Path", media.Path("1"), "-refDir", media.tree.Path("ref"),
                        "-relinfo", rel, "-xml", report});
   EXPECT_EQ("", r.out);
   EXPECT_EQ(0, r.status);
@@ -244,7 +236,7 @@ TEST(ZYNInsMediaGenerateCli, DamagedMediaEndsWithItsMessageAndStatus) {
 
     std::vector<std::string> env;
     if (c.special == "cjk") env = {"LANG=C.UTF-8", "QRTReffilesPath=" + std::string(ZYN_SOURCE_DIR) + "/reffiles"};
-    ChildResult r = RunExe(args, ZYN_EXE_PATH, env);
+    ChildResult r = RunZyn(args, env);
     EXPECT_EQ(expected, r.out) << c.special;
     EXPECT_EQ(c.status, r.status) << c.special;
     if (c.special != "full") {

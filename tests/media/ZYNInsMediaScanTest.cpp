@@ -9,7 +9,7 @@
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMsg.h"
-#include "adm/ZYNTestTempTree.h"
+#include "support/ZYNTestTempTree.h"
 #include "support/CaptureStdout.h"
 
 typedef ZYNInsMediaCheckerOptions Options;

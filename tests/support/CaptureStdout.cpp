@@ -5,7 +5,7 @@
 
 #include <cstdio>
 
-std::string CaptureStdoutOfChild(std::function<void()> const& body) {
+std::string CaptureStdoutOfChild(std::function<void()> const& body, int* status) {
   int fds[2];
   if (pipe(fds) != 0) return "<pipe failed>";
   std::fflush(stdout);
@@ -24,7 +24,8 @@ std::string CaptureStdoutOfChild(std::function<void()> const& body) {
   ssize_t got;
   while ((got = read(fds[0], buffer, sizeof buffer)) > 0) out.append(buffer, static_cast<size_t>(got));
   close(fds[0]);
-  int status = 0;
-  waitpid(pid, &status, 0);
+  int raw = 0;
+  waitpid(pid, &raw, 0);
+  if (status != nullptr) *status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
   return out;
 }

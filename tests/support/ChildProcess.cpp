@@ -99,6 +99,14 @@ ChildResult RunChild(std::vector<std::string> const& argv, std::vector<std::stri
   return result;
 }
 
+ChildResult RunZyn(std::vector<std::string> const& args, std::vector<std::string> const& env, std::string const& cwd,
+                   std::string const& exe, std::string const& input) {
+  std::vector<std::string> argv{exe}, all{"ZYN_DEBUG_DISPLAY", "ZYN_DEBUG_WAIT", "LC_ALL=C"};
+  argv.insert(argv.end(), args.begin(), args.end());
+  all.insert(all.end(), env.begin(), env.end());
+  return RunChild(argv, all, input, cwd);
+}
+
 std::string SelfExecutable() {
   char path[PATH_MAX];
   ssize_t n = readlink("/proc/self/exe", path, sizeof path - 1);

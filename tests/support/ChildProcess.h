@@ -16,6 +16,11 @@ struct ChildResult {
 ChildResult RunChild(std::vector<std::string> const& argv, std::vector<std::string> const& env = {},
                      std::string const& input = "", std::string const& workingDir = "");
 
+// Runs the program under test (or `exe`) with `args`, diagnostics off and the system's
+// texts in English; `env` then changes the environment as for RunChild.
+ChildResult RunZyn(std::vector<std::string> const& args, std::vector<std::string> const& env = {},
+                   std::string const& cwd = "", std::string const& exe = ZYN_EXE_PATH, std::string const& input = "");
+
 // The path of the running test binary, for probes that must start in a fresh process.
 std::string SelfExecutable();
 

@@ -1,17 +1,13 @@
 #include <gtest/gtest.h>
 
+#include "support/TestText.h"
+
 #include <string>
 
 #include "DString.h"
 #include "DStrings.h"
 
 namespace {
-
-std::wstring W(DString const& s) {
-  std::wstring out;
-  for (int i = 0; i < s.Length(); ++i) out += s[i];
-  return out;
-}
 
 TEST(DStringSearch, ForwardSearchRules) {
   struct Case {

@@ -4,22 +4,6 @@
 
 #include "QRTSysTSArrayListAbstractCtnr.h"
 
-TEST(QRTSysTSArrayListAbstractCtnr, GrowthStartsAtFourOrExactThenDoubles) {
-  const struct {
-    std::vector<int> roomRequests;  // successive MakeRoom(count, n)
-    std::vector<int> capacities;    // capacity after each
-  } cases[] = {
-      {{1}, {4}}, {{5}, {5}}, {{4}, {4}}, {{0}, {0}}, {{1, 1, 1, 1, 1}, {4, 4, 4, 4, 8}}, {{5, 1}, {5, 10}}, {{3, 20}, {4, 23}},
-  };
-  for (auto const& c : cases) {
-    QRTSysTSArrayListAbstractCtnr a(sizeof(int));
-    for (size_t i = 0; i < c.roomRequests.size(); ++i) {
-      ASSERT_EQ(0, a.MakeRoom(a.GetCount(), c.roomRequests[i]));
-      EXPECT_EQ(c.capacities[i], a.GetCapacity()) << "request " << i;
-    }
-  }
-}
-
 TEST(QRTSysTSArrayListAbstractCtnr, IndexRangeAndRoomChecks) {
   QRTSysTSArrayListAbstractCtnr a(sizeof(int));
   EXPECT_EQ(ZYN_E_FAIL, a.Move(0, 0, 0));  // no storage yet

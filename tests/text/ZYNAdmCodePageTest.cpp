@@ -6,12 +6,9 @@
 #include "DString.h"
 #include "ZYNAdmCodePage.h"
 #include "ZYNAdmEnv.h"
+#include "support/TestText.h"
 
 namespace {
-
-std::u16string Units(DString const& s) {
-  return std::u16string(reinterpret_cast<char16_t const*>(s.ConvertToUCChar()), static_cast<size_t>(s.Length()));
-}
 
 TEST(ZYNAdmCodePageUtf8, DecoderStatuses) {
   struct Case {
@@ -33,7 +30,7 @@ TEST(ZYNAdmCodePageUtf8, DecoderStatuses) {
   for (auto const& c : cases) {
     DString target(L"previous");
     EXPECT_EQ(ZYNAdmCodePage::ConvertUTF8ToUcs(c.bytes.data(), c.bytes.size(), target), c.status) << c.bytes;
-    EXPECT_EQ(Units(target), c.units) << c.bytes;
+    EXPECT_EQ(U16(target), c.units) << c.bytes;
   }
   DString target(L"x");
   EXPECT_EQ(ZYNAdmCodePage::ConvertUTF8ToUcs(nullptr, target), 0);
@@ -83,7 +80,7 @@ TEST(ZYNAdmEnvTest, GetAndPutEnvironment) {
   EXPECT_TRUE(ZYNAdmEnv::GetEnv(DString(L"ZYN_TEST_SURELY_UNSET")).IsEmpty());
   EXPECT_EQ(ZYNAdmEnv::PutEnv(DString(), DString(L"x")), 0);
   EXPECT_EQ(ZYNAdmEnv::PutEnv(DString(L"ZYN_TEST_VAR"), DString(L"v\u00e9")), 0);
-  EXPECT_EQ(Units(ZYNAdmEnv::GetEnv(DString(L"ZYN_TEST_VAR"))), u"v\u00e9");
+  EXPECT_EQ(U16(ZYNAdmEnv::GetEnv(DString(L"ZYN_TEST_VAR"))), u"v\u00e9");
   EXPECT_STREQ(std::getenv("ZYN_TEST_VAR"), "v\xE9");
 }
 

@@ -28,17 +28,25 @@ struct RecordingStream : ZYNAdmOutputStream {
   int shortAtWrite = 0;  // 1-based; 0 never
 };
 
+// Input over memory, at most `chunk` bytes per Read (0: no limit), that can be told to
+// fail at each step. Like the file stream, a request for 0 bytes gives -1.
 struct MemoryInput : ZYNAdmInputStream {
-  explicit MemoryInput(std::string text) : data(std::move(text)) {}
-  int Open() override { return at = 0, 1; }
+  explicit MemoryInput(std::string text, int chunk = 0) : data(std::move(text)), chunk(chunk) {}
+  int Open() override { return at = 0, openResult; }
   int Read(unsigned char* buffer, int count) override {
+    ++reads;
+    if (count < 1 || failRead) return -1;
     size_t n = std::min(static_cast<size_t>(count), data.size() - at);
+    if (chunk > 0) n = std::min(n, static_cast<size_t>(chunk));
     at += data.copy(reinterpret_cast<char*>(buffer), n, at);
     return static_cast<int>(n);
   }
-  int Close() override { return 1; }
+  int Close() override { return ++closes, closeResult; }
   std::string data;
+  int chunk;
   size_t at = 0;
+  int openResult = 1, closeResult = 1, reads = 0, closes = 0;
+  bool failRead = false;
 };
 
 inline DString Utf8(const std::string& text) {

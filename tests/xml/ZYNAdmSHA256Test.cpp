@@ -7,21 +7,20 @@
 #include <unistd.h>
 #include <vector>
 
+#include "XmlTestSupport.h"
 #include "ZYNAdmError.h"
 #include "ZYNAdmInputFile.h"
 #include "ZYNAdmInputStream.h"
 #include "ZYNAdmSHA256.h"
 #include "ZYNAdmSHA256Engine.h"
+#include "support/ZYNTestTempTree.h"
+
+using xmltest::MemoryInput;
+using xmltest::Narrow;
 
 namespace {
 
 const int kReadSize = 262144;
-
-std::string sNarrow(const DString& text) {
-  std::string result;
-  for (int i = 0; i < text.Length(); ++i) result += static_cast<char>(text[i]);
-  return result;
-}
 
 std::string sDigestByWrites(const std::string& message, const std::vector<size_t>& cuts = {}) {
   ZYNAdmSHA256 stream;
@@ -35,7 +34,7 @@ std::string sDigestByWrites(const std::string& message, const std::vector<size_t
     from = to;
   }
   EXPECT_EQ(1, stream.Close());
-  return sNarrow(stream.GetHash());
+  return Narrow(stream.GetHash());
 }
 
 // Runs `body` on the portable compression and, where the processor has them, on the
@@ -54,33 +53,6 @@ void sForEachCompressor(Body body) {
   }
   ZYNAdmSHA256Engine::ForcePortable(previous);
 }
-
-// An input stream over memory that can be told to fail at each step.
-class MemoryStream : public ZYNAdmInputStream {
- public:
-  MemoryStream(std::string data, bool failOpen = false, bool failRead = false, bool failClose = false)
-      : _data(std::move(data)), _failOpen(failOpen), _failRead(failRead), _failClose(failClose) {}
-  int Open() override { return _failOpen ? 0 : 1; }
-  int Read(unsigned char* buffer, int count) override {
-    ++reads;
-    if (_failRead) return -1;
-    const size_t n = std::min(static_cast<size_t>(count), _data.size() - _position);
-    std::copy(_data.begin() + _position, _data.begin() + _position + n, buffer);
-    _position += n;
-    return static_cast<int>(n);
-  }
-  int Close() override {
-    ++closes;
-    return _failClose ? 0 : 1;
-  }
-  int reads = 0;
-  int closes = 0;
-
- private:
-  std::string _data;
-  size_t _position = 0;
-  bool _failOpen, _failRead, _failClose;
-};
 
 const std::string kMillionA(1000000, 'a');
 
@@ -116,8 +88,8 @@ TEST(ZYNAdmSHA256Test, StandardMessagesGiveStandardDigests) {
     for (const KnownDigest& known : kKnownDigests) {
       SCOPED_TRACE(known.message.size());
       EXPECT_EQ(known.digest, sDigestByWrites(known.message));
-      MemoryStream stream(known.message);
-      EXPECT_EQ(known.digest, sNarrow(ZYNAdmSHA256::GetHash(stream)));
+      MemoryInput stream(known.message);
+      EXPECT_EQ(known.digest, Narrow(ZYNAdmSHA256::GetHash(stream)));
     }
   });
 }
@@ -184,8 +156,8 @@ TEST(ZYNAdmSHA256Test, StreamRefusesCallsOutOfOrderAndStaysUsable) {
         case kClose: EXPECT_EQ(step.expected, stream.Close()); break;
       }
     }
-    EXPECT_EQ(c.digest, sNarrow(stream.GetHash()));
-    EXPECT_EQ(c.digest, sNarrow(stream.GetHash()));
+    EXPECT_EQ(c.digest, Narrow(stream.GetHash()));
+    EXPECT_EQ(c.digest, Narrow(stream.GetHash()));
   }
 }
 
@@ -197,8 +169,8 @@ TEST(ZYNAdmSHA256Test, ReadingAStreamDigestsAcrossReadBoundaries) {
     SCOPED_TRACE(size);
     std::string data(size, '\0');
     for (size_t i = 0; i < size; ++i) data[i] = static_cast<char>(i * 7 + i / 251);
-    MemoryStream stream(data);
-    EXPECT_EQ(sDigestByWrites(data), sNarrow(ZYNAdmSHA256::GetHash(stream)));
+    MemoryInput stream(data);
+    EXPECT_EQ(sDigestByWrites(data), Narrow(ZYNAdmSHA256::GetHash(stream)));
     EXPECT_EQ(static_cast<int>(size / kReadSize) + 1, stream.reads);
     EXPECT_EQ(1, stream.closes);
   }
@@ -219,28 +191,23 @@ TEST(ZYNAdmSHA256Test, StreamFailureGivesEmptyDigestAndOneAccessError) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     ZYNAdmError::FlushStack();
-    MemoryStream stream("some bytes", c.failOpen, c.failRead, c.failClose);
+    MemoryInput stream("some bytes");
+    stream.openResult = c.failOpen ? 0 : 1;
+    stream.failRead = c.failRead;
+    stream.closeResult = c.failClose ? 0 : 1;
     EXPECT_TRUE(ZYNAdmSHA256::GetHash(stream).IsEmpty());
     EXPECT_EQ(c.closes, stream.closes);
     EXPECT_EQ(1, ZYNAdmError::GetStackSize());
-    EXPECT_EQ("Access error", sNarrow(ZYNAdmError::Pop()));
+    EXPECT_EQ("Access error", Narrow(ZYNAdmError::Pop()));
   }
 }
 
 TEST(ZYNAdmSHA256Test, FileDigestIsTheDigestOfItsBytesAndAMissingFileFails) {
-  char path[] = "/tmp/zyn_sha256_XXXXXX";
-  const int fd = mkstemp(path);
-  ASSERT_GE(fd, 0);
+  ZYNTestTempTree tree;
   std::string data(kReadSize + 1000, 'z');
-  ASSERT_EQ(static_cast<ssize_t>(data.size()), write(fd, data.data(), data.size()));
-  close(fd);
-
-  ZYNAdmInputFile file(DString(std::wstring(path, path + sizeof(path) - 1).c_str()));
-  EXPECT_EQ(sDigestByWrites(data), sNarrow(ZYNAdmSHA256::GetHash(file)));
-  unlink(path);
-
-  ZYNAdmError::FlushStack();
-  ZYNAdmInputFile missing(DString(std::wstring(path, path + sizeof(path) - 1).c_str()));
+  ZYNAdmInputFile file(ZYNTestD(tree.File("f", data)));
+  EXPECT_EQ(sDigestByWrites(data), Narrow(ZYNAdmSHA256::GetHash(file)));
+  ZYNAdmInputFile missing(tree.DPath("missing"));
   EXPECT_TRUE(ZYNAdmSHA256::GetHash(missing).IsEmpty());
   EXPECT_EQ(1, ZYNAdmError::GetStackSize());
   ZYNAdmError::FlushStack();

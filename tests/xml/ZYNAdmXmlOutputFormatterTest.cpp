@@ -9,7 +9,8 @@ using xmltest::RecordingStream;
 
 namespace {
 
-std::string sFormat(std::string compact, size_t piece, RecordingStream& target) {
+std::string sFormat(std::string compact, size_t piece = 1 << 30) {
+  RecordingStream target;
   ZYNAdmXmlOutputFormatter formatter(target);
   EXPECT_EQ(1, formatter.Open());
   for (size_t at = 0; at < compact.size(); at += piece) {
@@ -18,11 +19,6 @@ std::string sFormat(std::string compact, size_t piece, RecordingStream& target) 
   }
   EXPECT_EQ(1, formatter.Close());
   return target.bytes;
-}
-
-std::string sFormat(const std::string& compact, size_t piece = 1 << 30) {
-  RecordingStream target;
-  return sFormat(compact, piece, target);
 }
 
 // Passes the 8192-byte output buffer several times.
@@ -46,17 +42,13 @@ TEST(XmlFormatter, PutsEachTagThatFollowsATagOnItsOwnIndentedLine) {
   for (const Case& c : cases) EXPECT_EQ(c.expected, sFormat(c.compact)) << c.compact;
 }
 
-TEST(XmlFormatter, PiecesOfEverySizeGiveTheSameOutputInFullBuffers) {
+TEST(XmlFormatter, PiecesOfEverySizeGiveTheSameOutput) {
   const std::string small = "<?xml a=\"1\" ?><a x=\"1\"><b y='\"'/><c>t</c><!-- <d/> --></a>";
   for (size_t piece = 1; piece <= small.size(); ++piece) {
     EXPECT_EQ(sFormat(small), sFormat(small, piece)) << piece;
   }
   const std::string large = sLargeCompact(), whole = sFormat(large);
   for (size_t piece : {1, 3, 4096, 8191, 8192, 8193}) EXPECT_EQ(whole, sFormat(large, piece));
-  RecordingStream target;
-  sFormat(large, 1 << 30, target);
-  ASSERT_GT(target.writes.size(), 2u);
-  for (size_t i = 0; i + 1 < target.writes.size(); ++i) EXPECT_EQ(8192, target.writes[i]);
 }
 
 TEST(XmlFormatter, AShortWriteFailsTheCallAndDropsTheRest) {

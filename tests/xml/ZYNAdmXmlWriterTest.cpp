@@ -91,28 +91,4 @@ TEST(XmlWriter, FailuresReturnZeroAndLeaveTheStreamOpen) {
   }
 }
 
-// 39 declaration bytes + "<e>" before the text, "</e>" behind it: texts that fill the
-// 4096-byte buffer exactly, overflow it by one, and put a multi-byte unit at its edge.
-TEST(XmlWriter, BufferFlushesOnlyWhenAFurtherByteIsDueAndNeverSplitsAUnit) {
-  const int fill = 4096 - 42;
-  struct Case {
-    std::wstring text;
-    std::vector<int> writes;
-  } cases[] = {
-      {std::wstring(fill - 4, L'x'), {4096}},
-      {std::wstring(fill - 3, L'x'), {4096, 1}},
-      {std::wstring(fill - 2, L'x') + L"\x20AC", {4094, 7}},
-      {std::wstring(fill - 3, L'x') + L"\x20AC", {4096, 4}},
-      {std::wstring(fill - 1, L'x') + L"\xE9", {4095, 6}},
-      {std::wstring(fill - 1, L'x') + L"<", {4096, 7}},
-  };
-  for (const Case& c : cases) {
-    ZYNAdmXmlElement element(L"e");
-    element.SetValue(DString(c.text.c_str()));
-    RecordingStream stream;
-    EXPECT_EQ(1, ZYNAdmXmlParser::GetXml(element, stream));
-    EXPECT_EQ(c.writes, stream.writes) << c.text.size();
-  }
-}
-
 }  // namespace

@@ -1,16 +1,14 @@
-#ifndef ZYN_TESTS_ADM_ZYNTESTTEMPTREE_H
-#define ZYN_TESTS_ADM_ZYNTESTTEMPTREE_H
+#ifndef ZYN_TESTS_SUPPORT_ZYNTESTTEMPTREE_H
+#define ZYN_TESTS_SUPPORT_ZYNTESTTEMPTREE_H
 
 // A real folder under /tmp for one test, removed whole afterwards, and the small
 // conversions and probes that the file tests share.
 #include <ftw.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
-#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -76,26 +74,5 @@ class ZYNTestTempTree {
   static int sRemove(char const* path, struct stat const*, int, struct FTW*) { return std::remove(path), 0; }
   std::string _root;
 };
-
-// Runs `body` in a forked child and returns what it gave; the exit status goes to
-// `status`, 77 meaning the child could not set up its conditions.
-inline std::string ZYNTestRunInChild(std::function<std::string()> const& body, int& status) {
-  int fds[2];
-  if (pipe(fds) != 0) return "";
-  pid_t pid = fork();
-  if (pid == 0) {
-    std::string out = body();
-    _exit(write(fds[1], out.data(), out.size()) == static_cast<ssize_t>(out.size()) ? 0 : 1);
-  }
-  close(fds[1]);
-  std::string result;
-  char buffer[256];
-  for (ssize_t got; (got = read(fds[0], buffer, sizeof buffer)) > 0;) result.append(buffer, static_cast<size_t>(got));
-  close(fds[0]);
-  int raw = 0;
-  waitpid(pid, &raw, 0);
-  status = WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
-  return result;
-}
 
 #endif
