@@ -1,5 +1,7 @@
 #include "ZYNSysCodePage.h"
 
+#include <strings.h>
+
 #include <atomic>
 #include <cerrno>
 #include <climits>
@@ -90,7 +92,11 @@ void ZYNSysCodePage::_Reinitialize(char const* name) {
   _codePageName = sCopy(name);
   _toUcs2 = &ZYNSysCodePage::_CPtoUCS2;
   _fromUcs2 = &ZYNSysCodePage::_UCS2toCP;
-  if (_InitConvDesc() == ZYN_S_OK) return;
+  _latin1 = false;
+  if (_InitConvDesc() == ZYN_S_OK) {
+    _latin1 = strcasecmp(_codePageName, "ISO8859-1") == 0 || strcasecmp(_codePageName, "ISO-8859-1") == 0;
+    return;
+  }
   _toUcs2 = &ZYNSysCodePage::_CPtoUCS2ByIdentity;
   _fromUcs2 = &ZYNSysCodePage::_UCS2toCPByIdentity;
 }
@@ -155,6 +161,14 @@ void ZYNSysCodePage::_CPtoUCS2(char const*& in, int& inLeft, unsigned short* out
   }
   bool callerSized = outCount != nullptr && *outCount != 0;
   size_t room = 2 * static_cast<size_t>(outCount != nullptr && *outCount > 0 ? *outCount : (inLeft > 0 ? inLeft : 0));
+  if (_latin1 && inLeft >= 0 && room >= 2 * static_cast<size_t>(inLeft)) {
+    unsigned char const* bytes = reinterpret_cast<unsigned char const*>(in);
+    for (int i = 0; i < inLeft; ++i) out[i] = bytes[i];
+    in += inLeft;
+    if (outCount != nullptr) *outCount = inLeft;
+    inLeft = 0;
+    return;
+  }
   char* inPtr = const_cast<char*>(in);
   size_t inBytes = inLeft > 0 ? static_cast<size_t>(inLeft) : 0;
   char* outPtr = reinterpret_cast<char*>(out);
@@ -192,6 +206,15 @@ void ZYNSysCodePage::_UCS2toCP(unsigned short const* in, int count, char* out, i
     return;
   }
   size_t units = count > 0 ? static_cast<size_t>(count) : 0;
+  if (_latin1) {
+    for (size_t i = 0; i < units; ++i) {
+      unsigned short unit = in[i];
+      out[i] = unit <= 0xFF ? static_cast<char>(unit) : (sIsEscape(unit) ? static_cast<char>(unit & 0xFF) : '?');
+    }
+    out[units] = 0;
+    if (outCount != nullptr) *outCount = static_cast<int>(units);
+    return;
+  }
   size_t room = units * 4;
   size_t inBytes = units * 2;
   char* inPtr = reinterpret_cast<char*>(const_cast<unsigned short*>(in));

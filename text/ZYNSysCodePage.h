@@ -62,6 +62,9 @@ class ZYNSysCodePage {
   FromUcs2Fn _fromUcs2;
   IConvDesc_t _toUcs2Desc;
   IConvDesc_t _fromUcs2Desc;
+  // ISO 8859-1 maps each byte to the unit of the same value: converted here, without a
+  // call into iconv for every path of a scan. Results are those of the iconv road.
+  bool _latin1 = false;
 };
 
 #endif

@@ -198,3 +198,35 @@ TEST(ZYNSysCodePage, CanConvertTellsWhetherTextSurvivesTheRoundTrip) {
 }
 
 }  // namespace
+
+namespace {
+
+// The Latin-1 converter works without iconv; every byte and every unit must come out as
+// the iconv road gives them: bytes as units of the same value, escapes back to their
+// byte, any other unit above 0xFF as '?'.
+TEST(ZYNSysCodePage, Latin1GivesWhatIconvGivesForEveryByteAndUnit) {
+  ZYNSysCodePage latin1("ISO8859-1");
+  ASSERT_TRUE(latin1.IsValid());
+  std::string bytes;
+  for (int b = 1; b < 256; ++b) bytes += static_cast<char>(b);
+  std::vector<unsigned short> units(bytes.size() + 1, 0);
+  int count = 0;
+  latin1.ConvertMBCSToUCS2(bytes.data(), static_cast<int>(bytes.size()), units.data(), &count);
+  ASSERT_EQ(count, 255);
+  for (int b = 1; b < 256; ++b) EXPECT_EQ(units[static_cast<size_t>(b - 1)], b);
+
+  std::vector<unsigned short> all(65535);
+  for (int u = 1; u < 65536; ++u) all[static_cast<size_t>(u - 1)] = static_cast<unsigned short>(u);
+  std::vector<char> out(all.size() * 4 + 1);
+  latin1.ConvertUCS2ToMBCS(all.data(), static_cast<int>(all.size()), out.data(), &count);
+  ASSERT_EQ(count, 65535);
+  int wrong = 0;
+  for (int u = 1; u < 65536; ++u) {
+    unsigned char expected = u <= 0xFF ? static_cast<unsigned char>(u)
+                                       : (u >= 0xDC80 && u <= 0xDCFF ? static_cast<unsigned char>(u & 0xFF) : '?');
+    if (static_cast<unsigned char>(out[static_cast<size_t>(u - 1)]) != expected) ++wrong;
+  }
+  EXPECT_EQ(wrong, 0);
+}
+
+}  // namespace
