@@ -25,14 +25,6 @@ static std::atomic<bool> S_envConverterGone{false};
 static bool S_envConverterBuilding = false;  // under the global mutex
 static bool S_onChangeRegistered = false;    // under the global mutex
 
-static char* sCopy(char const* text) {
-  if (text == nullptr) text = "";
-  size_t size = std::strlen(text) + 1;
-  char* copy = static_cast<char*>(std::malloc(size));
-  if (copy != nullptr) std::memcpy(copy, text, size);
-  return copy;
-}
-
 ZYNSysCodePage::ZYNSysCodePage()
     : _codePageName(nullptr), _toUcs2(nullptr), _fromUcs2(nullptr), _toUcs2Desc(0), _fromUcs2Desc(0) {
   _Reinitialize(nullptr);
@@ -89,7 +81,7 @@ void ZYNSysCodePage::_Reinitialize(char const* name) {
     GetEnvNLSDataA(&env);
     name = env.codePage;
   }
-  _codePageName = sCopy(name);
+  _codePageName = strdup(name != nullptr ? name : "");
   _toUcs2 = &ZYNSysCodePage::_CPtoUCS2;
   _fromUcs2 = &ZYNSysCodePage::_UCS2toCP;
   _latin1 = false;

@@ -73,13 +73,6 @@ void ZYNSysIConvTSWrap::sInitIConvTS(void*) {
 static QRTMutex* sLock() { return __atomic_load_n(&S_CSToIConvDescIdLock, __ATOMIC_ACQUIRE); }
 static ZYNSysTSDataQueue* sQueue() { return __atomic_load_n(&S_GCQueue, __ATOMIC_ACQUIRE); }
 
-static char* sCopy(char const* text) {
-  size_t size = std::strlen(text) + 1;
-  char* copy = static_cast<char*>(std::malloc(size));
-  if (copy != nullptr) std::memcpy(copy, text, size);
-  return copy;
-}
-
 int ZYNSysIConvTSWrap::Open(char const* toCode, char const* fromCode, IConvDesc_t& handle) {
   if (toCode == nullptr || fromCode == nullptr) return ZYN_E_FAIL;
   if ((S_lifeCycleStateTerminate.load() & 1) != 0) return ZYN_E_FAIL;
@@ -99,7 +92,7 @@ int ZYNSysIConvTSWrap::Open(char const* toCode, char const* fromCode, IConvDesc_
     }
   }
   if (pair == nullptr) {
-    pair = new ZYNSysIConvPair{sCopy(fromCode), sCopy(toCode), S_KeyGen, S_CSToIConvDescId};
+    pair = new ZYNSysIConvPair{strdup(fromCode), strdup(toCode), S_KeyGen, S_CSToIConvDescId};
     if (pair->first == nullptr || pair->second == nullptr) {
       std::free(pair->first);
       std::free(pair->second);

@@ -9,6 +9,9 @@
 #include "QRTSysMTGlobalMutex.h"
 #include "ZYNResult.h"
 
+// Null stays null; the copy is freed with free.
+static char* sDup(char const* text) { return text == nullptr ? nullptr : strdup(text); }
+
 static QRTResourceLock* S_LocaleSRWLock = nullptr;
 static std::atomic<bool> S_localeInitPending{false};
 static std::atomic<char*> S_localeBeforeLoad{nullptr};
@@ -20,19 +23,11 @@ static QRTResourceLock* sLocaleLock() {
 }
 [[maybe_unused]] static QRTResourceLock* S_localeLockMade = sLocaleLock();
 
-static char* sCopy(char const* text) {
-  if (text == nullptr) return nullptr;
-  size_t size = std::strlen(text) + 1;
-  char* copy = static_cast<char*>(std::malloc(size));
-  if (copy != nullptr) std::memcpy(copy, text, size);
-  return copy;
-}
-
 static char const* sInitLocaleEnvironment(void* force) {
   if (force != nullptr) S_localeInitPending.store(false);
   if (S_localeInitPending.exchange(true)) return nullptr;
   if (S_localeBeforeLoad.load() == nullptr) {
-    char* before = sCopy(std::setlocale(LC_ALL, nullptr));
+    char* before = sDup(std::setlocale(LC_ALL, nullptr));
     char* expected = nullptr;
     if (!S_localeBeforeLoad.compare_exchange_strong(expected, before)) std::free(before);
   }
@@ -71,9 +66,9 @@ ZYNSysCLocale::ThreadLC::ThreadLC(int category, char const* locale, int* result)
   char const* present = std::setlocale(category, nullptr);
   if (present != nullptr && std::strcmp(present, locale) == 0) outcome = 1;
   if (present != nullptr && outcome != 1) {
-    _savedLocale = sCopy(present);
+    _savedLocale = sDup(present);
     if (std::setlocale(category, locale) != nullptr) outcome = 0;
-    _wantedLocale = sCopy(locale);
+    _wantedLocale = sDup(locale);
   }
   // The lock stays taken only while a change is in force.
   if (outcome != 0) {

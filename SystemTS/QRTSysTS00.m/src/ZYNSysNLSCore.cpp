@@ -17,6 +17,9 @@
 extern "C" void __assert_fail(char const* assertion, char const* file, unsigned int line,
                               char const* function) noexcept __attribute__((__noreturn__));
 
+// Null stays null; the copy is freed with free.
+static char* sDup(char const* text) { return text == nullptr ? nullptr : strdup(text); }
+
 static const int S_rowsPerGrowth = 32;
 static const int S_lineSize = 512;
 static const int S_maxCallbacks = 4;
@@ -63,16 +66,8 @@ static void sPrint(FILE* stream, char const* format, ...) {
 
 static char const* sShown(char const* text) { return text != nullptr ? text : "(null)"; }
 
-static char* sCopy(char const* text) {
-  if (text == nullptr) return nullptr;
-  size_t size = std::strlen(text) + 1;
-  char* copy = static_cast<char*>(std::malloc(size));
-  if (copy != nullptr) std::memcpy(copy, text, size);
-  return copy;
-}
-
 static void sReplace(char*& field, char const* text) {
-  char* copy = sCopy(text);
+  char* copy = sDup(text);
   std::free(field);
   field = copy;
 }
@@ -129,10 +124,10 @@ static void sParseRow(char* line, ZYNSysNLSEntry& row) {
   char* rest = nullptr;
   char* fields[4] = {nullptr, nullptr, nullptr, nullptr};
   for (int i = 0; i < 4; ++i) fields[i] = strtok_r(i == 0 ? line : nullptr, " \t\r\n", &rest);
-  row.language = sCopy(fields[0] != nullptr ? fields[0] : "");
-  row.territory = sCopy(fields[1] != nullptr ? fields[1] : "");
-  row.locale = sCopy(fields[2] != nullptr ? fields[2] : "");
-  row.codePage = sCopy(fields[3] != nullptr ? fields[3] : "");
+  row.language = sDup(fields[0] != nullptr ? fields[0] : "");
+  row.territory = sDup(fields[1] != nullptr ? fields[1] : "");
+  row.locale = sDup(fields[2] != nullptr ? fields[2] : "");
+  row.codePage = sDup(fields[3] != nullptr ? fields[3] : "");
 }
 
 static bool sSkipToSection(FILE* file, char* line) {
@@ -312,7 +307,7 @@ static char const* sSetLocaleOrShort(char const* locale) {
 // Steps that need the table: the locale of the environment, the row that fits it, the
 // C locale to match. True when a row was found.
 static bool sChooseFromTable() {
-  char* current = sCopy(ZYNSysCLocale::InitLocaleFromEnvironment());
+  char* current = sDup(ZYNSysCLocale::InitLocaleFromEnvironment());
   sPrint(stdout, "[[[ Current locale: %s ]]]", sShown(current));
   char const* lang = std::getenv("LANG");
   sPrint(stdout, "[[[ Env var $LANG: %s ]]]", sShown(lang));
