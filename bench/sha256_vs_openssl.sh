@@ -14,25 +14,9 @@ set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 runs="${RUNS:-3}"
 
-ours="${ZYN_SHA256SUM:-}"
-if [[ -z "$ours" ]]; then
-  for candidate in "$root"/build/bench/zyn_sha256sum "$root"/build*/bench/zyn_sha256sum; do
-    if [[ -x "$candidate" ]]; then ours="$candidate"; break; fi
-  done
-fi
-if [[ -z "$ours" || ! -x "$ours" ]]; then
-  echo "zyn_sha256sum not found: build the target zyn_sha256sum or set ZYN_SHA256SUM" >&2
-  exit 2
-fi
+source "$root/bench/common.sh"
+ours="$(find_tool zyn_sha256sum ZYN_SHA256SUM)"
 command -v openssl >/dev/null || { echo "openssl not found" >&2; exit 2; }
-
-tmpdir=""
-outdir="$(mktemp -d)"
-cleanup() {
-  rm -rf "$outdir"
-  if [[ -n "$tmpdir" ]]; then rm -rf "$tmpdir"; fi
-}
-trap cleanup EXIT
 
 file="${1:-}"
 if [[ -z "$file" ]]; then

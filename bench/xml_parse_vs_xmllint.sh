@@ -15,25 +15,9 @@ root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 runs="${RUNS:-3}"
 files="${FILES:-100000}"
 
-ours="${ZYN_XML_PARSE:-}"
-if [[ -z "$ours" ]]; then
-  for candidate in "$root"/build/bench/zyn_xml_parse "$root"/build*/bench/zyn_xml_parse; do
-    if [[ -x "$candidate" ]]; then ours="$candidate"; break; fi
-  done
-fi
-if [[ -z "$ours" || ! -x "$ours" ]]; then
-  echo "zyn_xml_parse not found: build the target zyn_xml_parse or set ZYN_XML_PARSE" >&2
-  exit 2
-fi
+source "$root/bench/common.sh"
+ours="$(find_tool zyn_xml_parse ZYN_XML_PARSE)"
 command -v xmllint >/dev/null || { echo "xmllint not found" >&2; exit 2; }
-
-tmpdir=""
-outdir="$(mktemp -d)"
-cleanup() {
-  rm -rf "$outdir"
-  if [[ -n "$tmpdir" ]]; then rm -rf "$tmpdir"; fi
-}
-trap cleanup EXIT
 
 # The shape of MediaContent.xml: Media, RelData, CDs, one CD per volume, its File
 # elements sorted by path, with long repetitive paths and 64-digit hashes.
