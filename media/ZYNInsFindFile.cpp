@@ -1,6 +1,10 @@
+// ZYNInsFindFile.cpp - one folder's entries, each looked at relative to the open folder.
 #include "ZYNInsFindFile.h"
 
+#include <fcntl.h>
+#include <limits.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -23,7 +27,13 @@ static bool sIsDotOrDotDot(DString const& name) {
   return length == 1 || units[1] == '.';
 }
 
+// opendir's own flags; O_NONBLOCK keeps a FIFO swapped in for the folder from blocking.
+static int const S_folderFlags = O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC;
+
 ZYNInsFindFile::ZYNInsFindFile(DString path, int typeMask)
+    : ZYNInsFindFile(path, typeMask, AT_FDCWD, std::string()) {}
+
+ZYNInsFindFile::ZYNInsFindFile(DString path, int typeMask, int parentFd, std::string const& narrowName)
     : _type(0),
       _creationTime(0),
       _lastAccessTime(0),
@@ -31,10 +41,22 @@ ZYNInsFindFile::ZYNInsFindFile(DString path, int typeMask)
       _typeMask(typeMask),
       _path(path),
       _handle(nullptr),
-      _prefixLength(0) {}
+      _folderFd(-1),
+      _parentFd(parentFd),
+      _openName(narrowName),
+      _pathLength(0),
+      _failedOpen(false),
+      _typesFromListing(false),
+      _hasTimes(false),
+      _device(0),
+      _inode(0) {}
 
-ZYNInsFindFile::~ZYNInsFindFile() {
-  if (_handle != nullptr) closedir(_handle);
+ZYNInsFindFile::~ZYNInsFindFile() { _Close(); }
+
+void ZYNInsFindFile::_Close() {
+  _Abandon();
+  if (_folderFd >= 0) close(_folderFd);
+  _folderFd = -1;
 }
 
 int ZYNInsFindFile::GetNextFile() {
@@ -50,35 +72,88 @@ int ZYNInsFindFile::GetNextFile() {
   }
 }
 
+int ZYNInsFindFile::Open() {
+  if (_handle != nullptr) return 1;
+  if (_Open() == 1) return 1;
+  _failedOpen = true;
+  return -1;
+}
+
 int ZYNInsFindFile::_Open() {
   ZYNAdmNarrowText narrow(_path);
   if (narrow.IsNull()) {
     ZYNAdmError::Push(DString(L"Null pointer assignment\n"));
     return -1;
   }
-  _handle = opendir(narrow.Get());
-  if (_handle == nullptr) {
-    sPushSystemError(_path, errno);
+  if (_folderFd >= 0) close(_folderFd);
+  _folderFd = -1;
+  _pathLength = std::strlen(narrow.Get());
+  // Relative to its parent the folder is reachable at any depth; by path it was not.
+  int fd = -1;
+  if (_pathLength >= PATH_MAX) {
+    errno = ENAMETOOLONG;
+  } else if (_openName.empty()) {
+    fd = open(narrow.Get(), S_folderFlags);
+  } else {
+    fd = openat(_parentFd, _openName.c_str(), S_folderFlags);
+  }
+  struct stat folder;
+  if (fd < 0 || fstat(fd, &folder) != 0) {
+    int error = errno;
+    if (fd >= 0) close(fd);
+    sPushSystemError(_path, error);
     return -1;
   }
-  _entryPath.assign(narrow.Get());
-  _entryPath += '/';
-  _prefixLength = _entryPath.size();
+  int listFd = dup(fd);
+  _handle = listFd < 0 ? nullptr : fdopendir(listFd);
+  if (_handle == nullptr) {
+    int error = errno;
+    if (listFd >= 0) close(listFd);
+    close(fd);
+    sPushSystemError(_path, error);
+    return -1;
+  }
+  _folderFd = fd;
+  _device = folder.st_dev;
+  _inode = folder.st_ino;
   return 1;
 }
 
-// After a failed entry the walk is given up; a further step starts from the top.
+bool ZYNInsFindFile::GetFolderId(dev_t& device, ino_t& inode) const {
+  if (_folderFd < 0) return false;
+  device = _device;
+  inode = _inode;
+  return true;
+}
+
+int ZYNInsFindFile::TakeFolderFd() {
+  int fd = _folderFd;
+  _folderFd = -1;
+  return fd;
+}
+
+void ZYNInsFindFile::FailAsLoop() {
+  _Close();
+  _failedOpen = true;
+  sPushSystemError(_path, ELOOP);
+}
+
+// After the last or a failed entry the listing ends; a further step starts from the top.
+// The folder itself stays open for TakeFolderFd.
 void ZYNInsFindFile::_Abandon() {
-  closedir(_handle);
+  if (_handle != nullptr) closedir(_handle);
   _handle = nullptr;
 }
 
 int ZYNInsFindFile::GetNext() {
+  if (_failedOpen) {
+    _failedOpen = false;
+    return -1;
+  }
   if (_handle == nullptr && _Open() != 1) return -1;
   struct dirent* entry = readdir(_handle);
   if (entry == nullptr) {
-    closedir(_handle);
-    _handle = nullptr;
+    _Abandon();
     return 0;
   }
   _name = ZYNAdmCodePage::ConvertStrToUcs(entry->d_name);
@@ -89,19 +164,21 @@ int ZYNInsFindFile::GetNext() {
     ZYNAdmError::Push(DString(L"Null pointer assignment\n"));
     return -1;
   }
-  _entryPath.resize(_prefixLength);
-  _entryPath += narrowName.Get();
+  _narrowName.assign(narrowName.Get());
 
-  // stat, not lstat: a link stands for what it leads to.
-  struct stat buffer;
-  if (stat(_entryPath.c_str(), &buffer) != 0) {
-    int error = errno;
-    _Abandon();
-    DString fullPath(_path);
-    fullPath.Append(DString(L"/"), _name);
-    sPushSystemError(fullPath, error);
-    return -1;
+  // A name this long would have been refused as part of a whole path.
+  if (_pathLength + 1 + _narrowName.size() >= PATH_MAX) return _FailEntry(ENAMETOOLONG);
+  _hasTimes = false;
+  bool sameName = _narrowName == entry->d_name;  // else the lookup decides, as it always did
+  if (_typesFromListing && sameName && (entry->d_type == DT_REG || entry->d_type == DT_DIR)) {
+    _type = entry->d_type == DT_DIR ? 1 : 2;
+    return 1;
   }
+
+  // stat, not lstat: a link stands for what it leads to. The name is looked up in the
+  // open folder.
+  struct stat buffer;
+  if (fstatat(dirfd(_handle), _narrowName.c_str(), &buffer, 0) != 0) return _FailEntry(errno);
   switch (buffer.st_mode & S_IFMT) {
     case S_IFDIR:
       _type = 1;
@@ -116,5 +193,14 @@ int ZYNInsFindFile::GetNext() {
   _lastWriteTime = static_cast<int64_t>(buffer.st_mtime);
   _lastAccessTime = static_cast<int64_t>(buffer.st_atime);
   _creationTime = static_cast<int64_t>(buffer.st_ctime);
+  _hasTimes = true;
   return 1;
+}
+
+int ZYNInsFindFile::_FailEntry(int error) {
+  _Abandon();
+  DString fullPath(_path);
+  fullPath.Append(DString(L"/"), _name);
+  sPushSystemError(fullPath, error);
+  return -1;
 }

@@ -6,17 +6,28 @@
 // and the walk itself); their only other effect is the error records they leave, so the
 // folder is read once into memory and those records are pushed where the other two
 // enumerations would have pushed them.
+//
+// Folders are opened relative to their parent and kept open, so that each file is
+// looked at and read by its name in its folder. With the tree in memory, the files to
+// digest are known before the walk prints its first line: a pool digests them on every
+// core while the walk takes the digests back in its own order.
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <climits>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "DStrings.h"
 #include "ZYNAdmError.h"
-#include "ZYNAdmInputFile.h"
-#include "ZYNAdmSHA256.h"
+#include "ZYNAdmNarrowText.h"
 #include "ZYNAdmXmlElement.h"
 #include "ZYNAdmXmlHash.h"
+#include "ZYNInsDigestPool.h"
 #include "ZYNInsDir.h"
 #include "ZYNInsFindFile.h"
 #include "ZYNInsMediaCheckerOptions.h"
@@ -35,13 +46,30 @@ struct SScanFolder;
 struct SScanEntry {
   DString name;
   long long lastWriteTime;
+  bool hasTime;  // else the digest's opening of the file gives it
   std::unique_ptr<SScanFolder> folder;  // null for a regular file
+  unsigned narrowName;                  // offset of the name in the folder's `narrowNames`
 };
 
 struct SScanFolder {
   std::vector<SScanEntry> entries;  // in directory order, up to a failure
+  std::string narrowNames;          // the entries' names as the system knows them, each ended by 0
   bool failed = false;
   DString failure;  // the enumerator's record, naming this folder by the walk's path
+  ZYNInsDigestFolder digest;
+};
+
+// A folder on the path from the volume's root: met again below itself, it is a loop.
+struct SFolderId {
+  dev_t device;
+  ino_t inode;
+};
+
+// What the reading of one volume keeps track of.
+struct SScanReader {
+  std::vector<SFolderId> ancestors;
+  int keptDescriptors = 0;
+  int descriptorBudget = 0;
 };
 
 // What stays the same over one volume.
@@ -52,6 +80,13 @@ struct SScanVolume {
   DString cdText;
   DString amText;
   DString prefix;  // template with /P1 (and /P2 on an Assembly Media)
+};
+
+// The files of one volume in the order of the walk, and the pool digesting them.
+struct SScanDigests {
+  std::vector<ZYNInsDigestJob> jobs;
+  std::unique_ptr<ZYNInsDigestPool> pool;
+  size_t next = 0;  // the job of the next file the walk reaches
 };
 
 }  // namespace
@@ -66,27 +101,105 @@ static bool sIsName(DString const& name, DString const& wanted) {
   return name.Length() == wanted.Length() && name.IsSubStringAt(0, wanted);
 }
 
-// Reads `path` and everything below it with the enumerator that the walk would use. The
-// enumerator's failure records are taken off the stack and kept with their folder. A
-// folder is read to its end before its sub-folders, so one directory is open at a time.
-static void sReadFolder(DString const& path, SScanFolder& folder) {
-  {
-    ZYNInsFindFile finder(path, 3);
-    for (int step = finder.GetNextFile(); step != 0; step = finder.GetNextFile()) {
-      if (step != 1) {
-        folder.failed = true;
-        folder.failure = ZYNAdmError::Pop();
-        break;
-      }
-      SScanEntry entry;
-      entry.name = finder.GetName();
-      entry.lastWriteTime = static_cast<long long>(finder.GetLastWriteTime());
-      if (finder.GetType() == 1) entry.folder.reset(new SScanFolder());
-      folder.entries.push_back(std::move(entry));
-    }
+static bool sIsSkippedFile(SScanEntry const& entry) {
+  static DString const S_skipped(S_ReferenceName);
+  return !entry.folder && sIsName(entry.name, S_skipped);
+}
+
+// Folders keep their descriptor until their files are digested. A volume of many
+// folders may need more than the usual limit of open files, so the limit is raised to
+// what the system allows; past the budget, folders are opened again by path instead.
+static int sDescriptorBudget() {
+  struct rlimit limit;
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return 0;
+  if (limit.rlim_cur < limit.rlim_max) {
+    struct rlimit raised = limit;
+    raised.rlim_cur = limit.rlim_max;
+    if (setrlimit(RLIMIT_NOFILE, &raised) == 0) limit = raised;
   }
+  rlim_t usable = limit.rlim_cur == RLIM_INFINITY ? 65536 : limit.rlim_cur / 2;
+  return static_cast<int>(std::min<rlim_t>(usable, 65536));
+}
+
+static bool sIsAncestor(SScanReader const& reader, dev_t device, ino_t inode) {
+  for (SFolderId const& id : reader.ancestors) {
+    if (id.device == device && id.inode == inode) return true;
+  }
+  return false;
+}
+
+// Lists one folder, opened as `openName` below `parentFd` (by `path` at the top), with
+// the enumerator that the walk would use. Its failure record is taken off the stack and
+// kept with the folder. Gives the folder's descriptor and identity, or -1 where it
+// couldn't be opened or leads back into a folder above it.
+static int sListFolder(SScanReader const& reader, DString const& path, int parentFd, std::string const& openName,
+                       SScanFolder& folder, SFolderId& id) {
+  ZYNInsFindFile finder(path, 3, parentFd, openName);
+  finder.SetTypesFromListing(true);
+  if (finder.Open() == 1 && finder.GetFolderId(id.device, id.inode) && sIsAncestor(reader, id.device, id.inode)) {
+    finder.FailAsLoop();
+  }
+  for (int step = finder.GetNextFile(); step != 0; step = finder.GetNextFile()) {
+    if (step != 1) {
+      folder.failed = true;
+      folder.failure = ZYNAdmError::Pop();
+      break;
+    }
+    SScanEntry entry;
+    entry.name = finder.GetName();
+    entry.lastWriteTime = static_cast<long long>(finder.GetLastWriteTime());
+    entry.hasTime = finder.HasTimes();
+    entry.narrowName = static_cast<unsigned>(folder.narrowNames.size());
+    folder.narrowNames.append(finder.GetNarrowName()).push_back('\0');
+    if (finder.GetType() == 1) entry.folder.reset(new SScanFolder());
+    folder.entries.push_back(std::move(entry));
+  }
+  return finder.TakeFolderFd();
+}
+
+// Reads `path` and everything below it. A folder is read to its end before its
+// sub-folders, as the walk by path did; its descriptor is kept for the digests of its
+// files, within the budget.
+static void sReadFolder(SScanReader& reader, DString const& path, int parentFd, std::string const& openName,
+                        SScanFolder& folder) {
+  SFolderId id{};
+  int fd = sListFolder(reader, path, parentFd, openName, folder, id);
+  if (fd < 0) return;  // nothing was listed
+
+  reader.ancestors.push_back(id);
   for (SScanEntry& entry : folder.entries) {
-    if (entry.folder) sReadFolder(path + L"/" + entry.name, *entry.folder);
+    if (!entry.folder) continue;
+    std::string childName(folder.narrowNames.c_str() + entry.narrowName);
+    sReadFolder(reader, path + L"/" + entry.name, fd, childName, *entry.folder);
+  }
+  reader.ancestors.pop_back();
+
+  bool hasFiles = std::any_of(folder.entries.begin(), folder.entries.end(),
+                              [](SScanEntry const& entry) { return !entry.folder && !sIsSkippedFile(entry); });
+  if (hasFiles && reader.keptDescriptors < reader.descriptorBudget) {
+    ++reader.keptDescriptors;
+    folder.digest.fd.store(fd);
+    return;
+  }
+  close(fd);
+  if (!hasFiles) return;
+  ZYNAdmNarrowText narrow(path);
+  if (!narrow.IsNull()) folder.digest.narrowPath = narrow.Get();
+}
+
+// The files to digest, in the order in which the walk reaches them.
+static void sCollectJobs(SScanFolder& folder, std::vector<ZYNInsDigestJob>& jobs) {
+  for (SScanEntry& entry : folder.entries) {
+    if (entry.folder) {
+      sCollectJobs(*entry.folder, jobs);
+      continue;
+    }
+    if (sIsSkippedFile(entry)) continue;
+    ZYNInsDigestJob job;
+    job.folder = &folder.digest;
+    job.name = folder.narrowNames.c_str() + entry.narrowName;
+    jobs.push_back(std::move(job));
+    folder.digest.pending.fetch_add(1, std::memory_order_relaxed);
   }
 }
 
@@ -152,23 +265,25 @@ static DStrings sParameters(SScanVolume const& volume, DStrings const& more) {
 }
 
 // Step of one regular file; 1 stops the walk.
-static int sScanFile(SScanVolume const& volume, DString const& relativePath, SScanEntry const& entry,
-                     ZYNAdmXmlElement& cdElement, DString& errors, int& fileCount, int totalFiles) {
+static int sScanFile(SScanVolume const& volume, SScanDigests& digests, DString const& relativePath,
+                     SScanEntry const& entry, ZYNAdmXmlElement& cdElement, DString& errors, int& fileCount,
+                     int totalFiles) {
   ++fileCount;
-  DString label = volume.prefix + sProgress(sPercent(fileCount, totalFiles));
   DString relativeFile = relativePath + L"/" + entry.name;
-  DString timestamp = DString::FromNum(entry.lastWriteTime, "%lld");
-  DString fullFile = volume.root + L"/" + relativeFile;
-  ZYNInsDir::CleanAndRemoveTaillingSlash(fullFile);
 
-  ZYNAdmInputFile input(fullFile);
-  DString hash = ZYNAdmSHA256::GetHash(input);
+  // The file read is the entry listed, whatever a backslash in its name would make of
+  // its path.
+  ZYNInsDigestJob const& digest = digests.pool->Take(digests.next++);
+  DString const& hash = digest.hash;
   if (hash.IsEmpty()) {
     DString reason = ZYNAdmError::Pop();
+    DString label = volume.prefix + sProgress(sPercent(fileCount, totalFiles));
     DString pattern = label + (volume.assemblyMedia ? L"\n\"/P3\" /P4\n" : L"\n\"/P2\" /P3\n");
     errors += ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(relativeFile, reason)));
     return volume.generate ? 1 : 0;
   }
+
+  DString timestamp = DString::FromNum(entry.hasTime ? entry.lastWriteTime : digest.lastWriteTime, "%lld");
 
   // One record for each name, shared by every element: a volume may have a million.
   static DString const S_file(L"File"), S_hash(L"hash"), S_timestamp(L"timestamp"), S_path(L"path");
@@ -183,6 +298,7 @@ static int sScanFile(SScanVolume const& volume, DString const& relativePath, SSc
                                               DStrings(volume.cdText, timestamp, hash, relativeFile)));
     return 0;
   }
+  DString label = volume.prefix + sProgress(sPercent(fileCount, totalFiles));
   DString pattern = label + (volume.assemblyMedia ? L"\t/P3\n" : L"\t/P2\n");
   ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(relativeFile))));
   return 0;
@@ -190,7 +306,7 @@ static int sScanFile(SScanVolume const& volume, DString const& relativePath, SSc
 
 // One folder, already read. Pushes and pops the enumerator's records where the walk of
 // the folder itself would have.
-static int sWalk(SScanVolume const& volume, DString const& relativePath, SScanFolder& folder,
+static int sWalk(SScanVolume const& volume, SScanDigests& digests, DString const& relativePath, SScanFolder& folder,
                  ZYNAdmXmlElement& cdElement, DString& errors, int& fileCount, int totalFiles) {
   // The probe listing of the folder, kept for the record it leaves on the stack.
   if (folder.failed) ZYNAdmError::Push(folder.failure);
@@ -200,17 +316,17 @@ static int sWalk(SScanVolume const& volume, DString const& relativePath, SScanFo
     ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(pattern, parameters));
   }
 
-  DString skipped(S_ReferenceName);
   for (SScanEntry& entry : folder.entries) {
     if (entry.folder) {
       DString childPath = relativePath + L"/" + entry.name;
-      int result = sWalk(volume, childPath, *entry.folder, cdElement, errors, fileCount, totalFiles);
+      int result = sWalk(volume, digests, childPath, *entry.folder, cdElement, errors, fileCount, totalFiles);
       if (result == 1 && volume.generate) return 1;
       entry.folder.reset();  // what is walked is in the elements now
       continue;
     }
-    if (sIsName(entry.name, skipped)) continue;
-    if (sScanFile(volume, relativePath, entry, cdElement, errors, fileCount, totalFiles) == 1) return 1;
+    if (sIsSkippedFile(entry)) continue;
+    int result = sScanFile(volume, digests, relativePath, entry, cdElement, errors, fileCount, totalFiles);
+    if (result == 1) return 1;
   }
   if (!folder.failed) return 0;
 
@@ -231,12 +347,32 @@ static SScanVolume sVolume(DString const& root, int cdIndex) {
   return volume;
 }
 
+// Reads the tree below `path` and starts the digests of its files.
+static void sReadTree(DString const& path, SScanFolder& tree, SScanDigests& digests) {
+  static int const S_budget = sDescriptorBudget();
+  SScanReader reader;
+  reader.descriptorBudget = S_budget;
+  sReadFolder(reader, path, AT_FDCWD, std::string(), tree);
+  sCollectJobs(tree, digests.jobs);
+  digests.pool.reset(new ZYNInsDigestPool(digests.jobs));
+}
+
+// Walks and digests the tree already read, then lets the pool go before the tree whose
+// folders it reads.
+static int sWalkTree(SScanVolume const& volume, SScanFolder& tree, SScanDigests& digests, DString const& relativePath,
+                     ZYNAdmXmlElement& cdElement, DString& errors, int& fileCount, int totalFiles) {
+  int result = sWalk(volume, digests, relativePath, tree, cdElement, errors, fileCount, totalFiles);
+  digests.pool.reset();
+  return result;
+}
+
 int ZYNInsMediaCheckerServices::GetCDElt(DString root, DString relativePath, int cdIndex,
                                          ZYNAdmXmlElement& cdElement, DString& errors, int& fileCount,
                                          int totalFiles) {
   SScanFolder folder;
-  sReadFolder(sFolderPath(root, relativePath), folder);
-  return sWalk(sVolume(root, cdIndex), relativePath, folder, cdElement, errors, fileCount, totalFiles);
+  SScanDigests digests;
+  sReadTree(sFolderPath(root, relativePath), folder, digests);
+  return sWalkTree(sVolume(root, cdIndex), folder, digests, relativePath, cdElement, errors, fileCount, totalFiles);
 }
 
 // ---------------------------------------------------------------------------------------
@@ -327,8 +463,9 @@ static int sComputeCDPath(int cdIndex, DString& cdPath) {
 // Reads, counts, walks and sorts one volume into `cd`; the result of the walk.
 static int sScanVolume(int cdIndex, DString const& cdPath, ZYNAdmXmlElement& cd, DString& errors) {
   SScanFolder tree;
+  SScanDigests digests;
   DString walkRoot = sFolderPath(cdPath, DString());
-  sReadFolder(walkRoot, tree);
+  sReadTree(walkRoot, tree, digests);
 
   int totalFiles = 0;
   if (cdPath.IsEmpty()) {
@@ -339,7 +476,7 @@ static int sScanVolume(int cdIndex, DString const& cdPath, ZYNAdmXmlElement& cd,
   sDebug(L" CD filetree size : ", sNumber(totalFiles));
 
   int fileCount = 0;
-  int result = sWalk(sVolume(cdPath, cdIndex), DString(), tree, cd, errors, fileCount, totalFiles);
+  int result = sWalkTree(sVolume(cdPath, cdIndex), tree, digests, DString(), cd, errors, fileCount, totalFiles);
   sDebug(L"sorting Xml tree...");
   Services::XmlEltSort(Services::CompareEltsByPathAttr, cd);
   return result;

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "ZYNAdmError.h"
@@ -80,7 +81,11 @@ DString ZYNAdmSHA256::GetHash(ZYNAdmInputStream& stream) {
   ZYNAdmSHA256Engine engine;
   if (stream.Open() == 0) return sAccessError();
 
-  unsigned char* buffer = static_cast<unsigned char*>(std::malloc(S_readSize));
+  // One buffer for each thread, kept: a fresh one for each of a million small files
+  // would cost a mapping and the clearing of its pages every time.
+  static thread_local std::unique_ptr<unsigned char[]> S_buffer;
+  if (!S_buffer) S_buffer.reset(new (std::nothrow) unsigned char[S_readSize]);
+  unsigned char* buffer = S_buffer.get();
   if (buffer == nullptr) {
     stream.Close();
     return sAccessError();
@@ -92,18 +97,13 @@ DString ZYNAdmSHA256::GetHash(ZYNAdmInputStream& stream) {
     const int got = stream.Read(buffer, S_readSize);
     // A failed stream is left open, as it may not be in a state to close. More than
     // was asked for is a broken stream and is not trusted either.
-    if (got < 0 || got > S_readSize) {
-      std::free(buffer);
-      return sAccessError();
-    }
+    if (got < 0 || got > S_readSize) return sAccessError();
     if (got < S_readSize) {
       engine.Finalize(buffer, static_cast<unsigned int>(got));
       break;
     }
     engine.Update(buffer, S_readSize / 64);
   }
-  std::free(buffer);
-
   if (stream.Close() == 0) return sAccessError();
   return engine.GetValue();
 }

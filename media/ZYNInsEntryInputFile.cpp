@@ -1,0 +1,53 @@
+// ZYNInsEntryInputFile.cpp - a listed file read through its folder's descriptor.
+#include "ZYNInsEntryInputFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+ZYNInsEntryInputFile::~ZYNInsEntryInputFile() {
+  if (_fd >= 0) close(_fd);
+}
+
+int ZYNInsEntryInputFile::Open() {
+  if (_fd >= 0 || _folderFd < 0) return 0;
+  int fd = openat(_folderFd, _name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (fd < 0) return 0;
+  struct stat status;
+  if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+    close(fd);
+    return 0;
+  }
+  _fd = fd;
+  _size = static_cast<long long>(status.st_size);
+  _lastWriteTime = static_cast<long long>(status.st_mtime);
+  _position = 0;
+  return 1;
+}
+
+int ZYNInsEntryInputFile::Read(unsigned char* buffer, int count) {
+  if (_fd < 0 || buffer == nullptr || count < 1) return -1;
+  int got = 0;
+  while (got < count) {
+    ssize_t step = read(_fd, buffer + got, static_cast<size_t>(count - got));
+    if (step < 0) {
+      if (errno == EINTR) continue;
+      return -1;
+    }
+    if (step == 0) break;
+    got += static_cast<int>(step);
+    _position += step;
+    // A short read that reaches the size seen at opening is the end: no read for a 0.
+    if (got < count && _position >= _size) break;
+  }
+  return got;
+}
+
+int ZYNInsEntryInputFile::Close() {
+  if (_fd < 0) return 0;
+  int result = close(_fd);
+  _fd = -1;
+  return result == 0 ? 1 : 0;
+}
