@@ -49,6 +49,7 @@ struct SScanEntry {
   bool hasTime;  // else the digest's opening of the file gives it
   std::unique_ptr<SScanFolder> folder;  // null for a regular file
   unsigned narrowName;                  // offset of the name in the folder's `narrowNames`
+  ZYNAdmXmlElement element;             // the File made of it, until handed on in path order
 };
 
 struct SScanFolder {
@@ -57,6 +58,7 @@ struct SScanFolder {
   bool failed = false;
   DString failure;  // the enumerator's record, naming this folder by the walk's path
   ZYNInsDigestFolder digest;
+  std::vector<ZYNAdmXmlElement> sorted;  // after the walk: the File elements below, in path order
 };
 
 // A folder on the path from the volume's root: met again below itself, it is a loop.
@@ -264,22 +266,30 @@ static DStrings sParameters(SScanVolume const& volume, DStrings const& more) {
   return parameters;
 }
 
-// Step of one regular file; 1 stops the walk.
-static int sScanFile(SScanVolume const& volume, SScanDigests& digests, DString const& relativePath,
-                     SScanEntry const& entry, ZYNAdmXmlElement& cdElement, DString& errors, int& fileCount,
-                     int totalFiles) {
-  ++fileCount;
+// What one walk of a volume carries from folder to folder.
+struct SScanWalk {
+  SScanVolume volume;
+  SScanDigests& digests;
+  DString& errors;
+  int& fileCount;
+  int totalFiles;
+};
+
+// Step of one regular file; 1 stops the walk. The element made, if any, lands in `entry`.
+static int sScanFile(SScanWalk& walk, DString const& relativePath, SScanEntry& entry) {
+  SScanVolume const& volume = walk.volume;
+  ++walk.fileCount;
   DString relativeFile = relativePath + L"/" + entry.name;
 
   // The file read is the entry listed, whatever a backslash in its name would make of
   // its path.
-  ZYNInsDigestJob const& digest = digests.pool->Take(digests.next++);
+  ZYNInsDigestJob const& digest = walk.digests.pool->Take(walk.digests.next++);
   DString const& hash = digest.hash;
   if (hash.IsEmpty()) {
     DString reason = ZYNAdmError::Pop();
-    DString label = volume.prefix + sProgress(sPercent(fileCount, totalFiles));
+    DString label = volume.prefix + sProgress(sPercent(walk.fileCount, walk.totalFiles));
     DString pattern = label + (volume.assemblyMedia ? L"\n\"/P3\" /P4\n" : L"\n\"/P2\" /P3\n");
-    errors += ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(relativeFile, reason)));
+    walk.errors += ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(relativeFile, reason)));
     return volume.generate ? 1 : 0;
   }
 
@@ -291,23 +301,70 @@ static int sScanFile(SScanVolume const& volume, SScanDigests& digests, DString c
   file.SetAttributeValue(S_hash, hash);
   file.SetAttributeValue(S_timestamp, timestamp);
   file.SetAttributeValue(S_path, relativeFile);
-  cdElement.AddChild(file);
+  entry.element = file;
 
   if (volume.generate) {
     ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(DString(L"[CD/P1]\ttimestamp=/P2\thash=/P3\tpath=/P4\n"),
                                               DStrings(volume.cdText, timestamp, hash, relativeFile)));
     return 0;
   }
-  DString label = volume.prefix + sProgress(sPercent(fileCount, totalFiles));
+  DString label = volume.prefix + sProgress(sPercent(walk.fileCount, walk.totalFiles));
   DString pattern = label + (volume.assemblyMedia ? L"\t/P3\n" : L"\t/P2\n");
   ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(relativeFile))));
   return 0;
 }
 
+// The order of two entries of one folder by the paths below them: a folder's files all
+// have its name and a slash in their path, so a folder sorts as its name with a slash,
+// and everything below it comes together at that place.
+static bool sPathOrderLess(SScanEntry const* a, SScanEntry const* b) {
+  unsigned short const* aUnits = a->name.ConvertToUCChar();
+  unsigned short const* bUnits = b->name.ConvertToUCChar();
+  int aLength = a->name.Length();
+  int bLength = b->name.Length();
+  for (int i = 0;; ++i) {
+    unsigned aUnit = i < aLength ? aUnits[i] : (i == aLength && a->folder ? '/' : 0);
+    unsigned bUnit = i < bLength ? bUnits[i] : (i == bLength && b->folder ? '/' : 0);
+    if (aUnit != bUnit) return aUnit < bUnit;
+    if (aUnit == 0) return false;
+  }
+}
+
+// Hands the elements made below `folder` to `sorted` in the order of their paths, which
+// the sort of the volume would give them.
+static void sCollectInPathOrder(SScanFolder& folder, std::vector<ZYNAdmXmlElement>& sorted) {
+  std::vector<SScanEntry*> order;
+  for (SScanEntry& entry : folder.entries) {
+    if (entry.folder ? !entry.folder->sorted.empty() : !entry.element.IsEmpty()) order.push_back(&entry);
+  }
+  std::stable_sort(order.begin(), order.end(), sPathOrderLess);
+  for (SScanEntry* entry : order) {
+    if (!entry->folder) {
+      sorted.push_back(std::move(entry->element));
+      continue;
+    }
+    std::vector<ZYNAdmXmlElement>& below = entry->folder->sorted;
+    if (sorted.empty()) {
+      sorted.swap(below);
+    } else {
+      sorted.insert(sorted.end(), std::make_move_iterator(below.begin()), std::make_move_iterator(below.end()));
+    }
+    below.clear();
+  }
+}
+
+static int sWalk(SScanWalk& walk, DString const& relativePath, SScanFolder& folder);
+
+// What a folder walked to its end no longer needs: only its elements stay.
+static void sReleaseListing(SScanFolder& folder) {
+  std::vector<SScanEntry>().swap(folder.entries);
+  std::string().swap(folder.narrowNames);
+}
+
 // One folder, already read. Pushes and pops the enumerator's records where the walk of
-// the folder itself would have.
-static int sWalk(SScanVolume const& volume, SScanDigests& digests, DString const& relativePath, SScanFolder& folder,
-                 ZYNAdmXmlElement& cdElement, DString& errors, int& fileCount, int totalFiles) {
+// the folder itself would have. The folder's elements end in its `sorted`.
+static int sWalkFolder(SScanWalk& walk, DString const& relativePath, SScanFolder& folder) {
+  SScanVolume const& volume = walk.volume;
   // The probe listing of the folder, kept for the record it leaves on the stack.
   if (folder.failed) ZYNAdmError::Push(folder.failure);
   if (relativePath.IsEmpty()) {
@@ -319,21 +376,27 @@ static int sWalk(SScanVolume const& volume, SScanDigests& digests, DString const
   for (SScanEntry& entry : folder.entries) {
     if (entry.folder) {
       DString childPath = relativePath + L"/" + entry.name;
-      int result = sWalk(volume, digests, childPath, *entry.folder, cdElement, errors, fileCount, totalFiles);
+      int result = sWalk(walk, childPath, *entry.folder);
       if (result == 1 && volume.generate) return 1;
-      entry.folder.reset();  // what is walked is in the elements now
+      sReleaseListing(*entry.folder);  // its digests are all taken
       continue;
     }
     if (sIsSkippedFile(entry)) continue;
-    int result = sScanFile(volume, digests, relativePath, entry, cdElement, errors, fileCount, totalFiles);
-    if (result == 1) return 1;
+    if (sScanFile(walk, relativePath, entry) == 1) return 1;
   }
   if (!folder.failed) return 0;
 
   // The enumerator's record would be pushed here and popped at once.
   DString pattern = volume.prefix + (volume.assemblyMedia ? L"\n/P3" : L"\n/P2");
-  errors += ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(folder.failure)));
+  walk.errors += ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(folder.failure)));
   return 1;
+}
+
+// Walks `folder` and collects its elements in path order.
+static int sWalk(SScanWalk& walk, DString const& relativePath, SScanFolder& folder) {
+  int result = sWalkFolder(walk, relativePath, folder);
+  sCollectInPathOrder(folder, folder.sorted);
+  return result;
 }
 
 static SScanVolume sVolume(DString const& root, int cdIndex) {
@@ -357,12 +420,16 @@ static void sReadTree(DString const& path, SScanFolder& tree, SScanDigests& dige
   digests.pool.reset(new ZYNInsDigestPool(digests.jobs));
 }
 
-// Walks and digests the tree already read, then lets the pool go before the tree whose
-// folders it reads.
+// Walks and digests the tree already read, lets the pool go before the tree whose
+// folders it reads, and adds the File elements to `cdElement` in the order of their
+// paths.
 static int sWalkTree(SScanVolume const& volume, SScanFolder& tree, SScanDigests& digests, DString const& relativePath,
                      ZYNAdmXmlElement& cdElement, DString& errors, int& fileCount, int totalFiles) {
-  int result = sWalk(volume, digests, relativePath, tree, cdElement, errors, fileCount, totalFiles);
+  SScanWalk walk{volume, digests, errors, fileCount, totalFiles};
+  int result = sWalk(walk, relativePath, tree);
   digests.pool.reset();
+  for (ZYNAdmXmlElement const& file : tree.sorted) cdElement.AddChild(file);
+  tree.sorted.clear();
   return result;
 }
 
@@ -412,8 +479,9 @@ void ZYNInsMediaCheckerServices::XmlEltSort(int (*compare)(const ZYNAdmXmlElemen
   order.reserve(children.size());
   for (ZYNAdmXmlElement const& child : children) order.push_back({&sPathOf(child), &child});
   if (compare == CompareEltsByPathAttr) {
-    std::stable_sort(order.begin(), order.end(),
-                     [](SKeyed const& a, SKeyed const& b) { return DString::Compare(a.key, b.key) < 0; });
+    auto less = [](SKeyed const& a, SKeyed const& b) { return DString::Compare(a.key, b.key) < 0; };
+    // The scan hands its elements over in path order already; one pass tells.
+    if (!std::is_sorted(order.begin(), order.end(), less)) std::stable_sort(order.begin(), order.end(), less);
   } else {
     std::stable_sort(order.begin(), order.end(),
                      [compare](SKeyed const& a, SKeyed const& b) { return compare(*a.child, *b.child) < 0; });
