@@ -2,13 +2,12 @@
 // fresh scan of the media; file by file only where the two seals differ.
 #include "DStrings.h"
 #include "ZYNAdmError.h"
-#include "ZYNAdmInputFile.h"
 #include "ZYNAdmXmlElement.h"
 #include "ZYNAdmXmlHash.h"
-#include "ZYNAdmXmlParser.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMsg.h"
+#include "ZYNInsReferenceCache.h"
 
 typedef ZYNInsMediaCheckerOptions Options;
 typedef ZYNInsMediaCheckerServices Services;
@@ -28,9 +27,8 @@ int ZYNInsMediaCheckerServices::CheckMode() {
   DString refPath = base + L"/" + L"/0data/MediaContent.xml";
   ZYNInsMsg::Debug(DString(L"{ZYNInsMediaCheckerServices::CheckMode} computed reffile path : ") + refPath);
 
-  ZYNAdmInputFile input(refPath);
   ZYNAdmXmlElement reference;
-  if (ZYNAdmXmlParser::Parse(input, reference) == 0) {
+  if (ZYNInsReferenceCache::Parse(refPath, reference) == 0) {
     DString missing(L"\n\"/P1\" input file is missing or cannot be accessed");
     return sStop(ZYNInsMsg::BuildMsg(missing, DStrings(refPath)), DString());
   }
@@ -46,8 +44,9 @@ int ZYNInsMediaCheckerServices::CheckMode() {
   DString relData;
   GetRelData(reference, relData);
 
-  // The scan resets the tree it is given, so it gets a copy.
-  ZYNAdmXmlElement view = reference.Clone(1);
+  // The scan reads the tree it is given, then lets go of it for a tree of its own: a
+  // shallow copy keeps the reference whole without copying its elements.
+  ZYNAdmXmlElement view = reference.Clone(0);
   DString errors;
   int scanned = GetMediaXmlView(view, errors);
   if (scanned == 3) return 2;
@@ -56,6 +55,9 @@ int ZYNInsMediaCheckerServices::CheckMode() {
   // A seal that can't be made fails the check as a difference would, with no console
   // message of its own.
   if (ZYNAdmXmlHash::Hash(view) == 0) return Finalize(DString(L"Internal error"), relData);
-  if (ZYNAdmXmlHash::GetHash(view) != ZYNAdmXmlHash::GetHash(reference)) GetErrors(reference, view, errors);
+  if (ZYNAdmXmlHash::GetHash(view) != ZYNAdmXmlHash::GetHash(reference)) {
+    ZYNInsReferenceCache::Forget();  // the comparison takes the elements out of the reference
+    GetErrors(reference, view, errors);
+  }
   return Finalize(errors, relData);
 }

@@ -15,6 +15,7 @@
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMsg.h"
+#include "ZYNInsReferenceCache.h"
 
 typedef ZYNInsMediaCheckerOptions Options;
 typedef ZYNInsMediaCheckerServices Services;
@@ -61,12 +62,11 @@ static DString sDefaultVolumePath(int cdIndex) {
 
 // Empty when the file reads and its seal holds; else the words for the user.
 static DString sReadReference(DString const& refFile, ZYNAdmXmlElement& ref) {
-  ZYNAdmInputFile input(refFile);
-  if (ZYNAdmXmlParser::Parse(input, ref) != 1) {
+  if (ZYNInsReferenceCache::Parse(refFile, ref) != 1) {
     sDebug(S_CheckWhere, DString(L" (") + refFile + L") Xml parse fail");
     return ZYNInsMsg::BuildMsg(DString(S_Unreadable), DStrings(refFile));
   }
-  if (ZYNAdmXmlHash::Check(ref) != 1) {
+  if (ZYNInsReferenceCache::Check(ref) != 1) {
     sDebug(S_CheckWhere, DString(L" (") + refFile + L") Xml check fail");
     return ZYNInsMsg::BuildMsg(DString(S_Corrupted), DStrings(refFile));
   }

@@ -1,0 +1,82 @@
+// ZYNInsReferenceCache.cpp - one reading of an unchanged reference file per run.
+#include "ZYNInsReferenceCache.h"
+
+#include <sys/stat.h>
+
+#include "ZYNAdmInputFile.h"
+#include "ZYNAdmNarrowText.h"
+#include "ZYNAdmXmlElement.h"
+#include "ZYNAdmXmlHash.h"
+#include "ZYNAdmXmlParser.h"
+
+namespace {
+
+struct SFileIdentity {
+  bool known = false;
+  struct stat status;
+
+  bool operator==(SFileIdentity const& other) const {
+    if (!known || !other.known) return false;
+    struct stat const& a = status;
+    struct stat const& b = other.status;
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+           a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec &&
+           a.st_ctim.tv_sec == b.st_ctim.tv_sec && a.st_ctim.tv_nsec == b.st_ctim.tv_nsec;
+  }
+};
+
+struct SCached {
+  SFileIdentity identity;
+  ZYNAdmXmlElement tree;
+  int seal = 0;  // the Check verdict once known; 0 before
+  bool sealKnown = false;
+};
+
+}  // namespace
+
+static SCached& sCached() {
+  static SCached* cached = new SCached();  // left to the end of the process, as statics are
+  return *cached;
+}
+
+static SFileIdentity sIdentity(DString const& path) {
+  SFileIdentity identity;
+  ZYNAdmNarrowText narrow(path);
+  if (narrow.IsNull() || stat(narrow.Get(), &identity.status) != 0) return identity;
+  identity.known = S_ISREG(identity.status.st_mode);
+  return identity;
+}
+
+int ZYNInsReferenceCache::Parse(DString const& path, ZYNAdmXmlElement& tree) {
+  SCached& cached = sCached();
+  SFileIdentity before = sIdentity(path);
+  if (!cached.tree.IsEmpty() && before == cached.identity) {
+    tree = cached.tree;
+    return 1;
+  }
+  ZYNAdmInputFile input(path);
+  int result = ZYNAdmXmlParser::Parse(input, tree);
+  if (result != 1 || !before.known || !(sIdentity(path) == before)) return result;
+  cached.identity = before;
+  cached.tree = tree;
+  cached.sealKnown = false;
+  return result;
+}
+
+int ZYNInsReferenceCache::Check(ZYNAdmXmlElement& tree) {
+  SCached& cached = sCached();
+  bool held = !cached.tree.IsEmpty() && ZYNAdmXmlElement::_BodyOf(tree) == ZYNAdmXmlElement::_BodyOf(cached.tree);
+  if (held && cached.sealKnown) return cached.seal;
+  int seal = ZYNAdmXmlHash::Check(tree);
+  if (!held) return seal;
+  cached.seal = seal;
+  cached.sealKnown = true;
+  return seal;
+}
+
+void ZYNInsReferenceCache::Forget() {
+  SCached& cached = sCached();
+  cached.tree.Reset();
+  cached.identity = SFileIdentity();
+  cached.sealKnown = false;
+}
