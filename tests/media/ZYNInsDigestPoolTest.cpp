@@ -1,0 +1,152 @@
+// The walk as a user meets it when its files are digested on every core, and where the
+// walk must not trust a name or a read: the real program on media made here.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utime.h>
+
+#include <string>
+#include <vector>
+
+#include "support/ChildProcess.h"
+#include "support/ZYNTestTempTree.h"
+
+namespace {
+
+struct Outcome {
+  int status;
+  std::string out;
+  std::string files;  // the references and the report
+};
+
+bool operator==(Outcome const& a, Outcome const& b) {
+  return a.status == b.status && a.out == b.out && a.files == b.files;
+}
+
+std::ostream& operator<<(std::ostream& os, Outcome const& o) { return os << o.status << "\n" << o.out << o.files; }
+
+void SetTime(std::string const& path, long long seconds) {
+  struct utimbuf times = {static_cast<time_t>(seconds), static_cast<time_t>(seconds)};
+  utime(path.c_str(), &times);
+}
+
+// A media of two volumes with enough files in enough folders that the workers run well
+// ahead of the walk.
+void MakeMedia(ZYNTestTempTree const& tree, std::string const& media) {
+  for (std::string dir : {"", "/1", "/2", "/1/0data", "/2/0data"}) tree.Dir(media + dir);
+  for (int folder = 0; folder < 12; ++folder) {
+    std::string dir = media + (folder < 9 ? "/1/d" : "/2/d") + std::to_string(folder);
+    tree.Dir(dir);
+    for (int file = 0; file < 25; ++file) {
+      std::string content(static_cast<size_t>(file * 97 + folder), static_cast<char>('a' + file % 26));
+      SetTime(tree.File(dir + "/f" + std::to_string(file), content), 1600000000);
+    }
+  }
+}
+
+// One run on the copy `media` of the media, with its paths made the same for both copies.
+Outcome RunOn(ZYNTestTempTree const& tree, std::string const& media, std::vector<std::string> args, bool oneThread) {
+  std::string root = tree.Path(media);
+  args.insert(args.end(), {"-CD1Path", root + "/1", "-xml", root + ".report.xml"});
+  std::vector<std::string> env;
+  if (oneThread) env.push_back("QRTSysMultiThreading=FALSE");
+  ChildResult r = RunZyn(args, env);
+  Outcome outcome{r.status, r.out, tree.Read(media + "/1/0data/MediaContent.xml") +
+                                       tree.Read(media + "/2/0data/MediaContent.xml") + tree.Read(media + ".report.xml")};
+  for (std::string* text : {&outcome.out, &outcome.files}) {
+    for (size_t at; (at = text->find(root)) != std::string::npos;) text->replace(at, root.size(), "{M}");
+  }
+  return outcome;
+}
+
+}  // namespace
+
+TEST(ZYNInsDigestPool, OneThreadAndEveryCoreGiveTheSameRun) {
+  ZYNTestTempTree tree;
+  MakeMedia(tree, "one");
+  MakeMedia(tree, "all");
+  // Each step is done to both copies, then both are run, one thread against every core.
+  struct Step {
+    char const* what;
+    std::vector<std::string> args;
+    int status;
+    void (*damage)(ZYNTestTempTree const&, std::string const&);
+  } const steps[] = {
+      {"generate", {"-generate"}, 0, nullptr},
+      {"intact check", {}, 0, nullptr},
+      {"damaged check", {}, 1,
+       [](ZYNTestTempTree const& t, std::string const& m) {
+         t.File(m + "/1/d3/f7", "altered");
+         SetTime(t.Path(m + "/1/d3/f7"), 1600000000);
+         unlink(t.Path(m + "/1/d5/f1").c_str());
+         t.File(m + "/1/d5/new", "unexpected");
+         SetTime(t.Path(m + "/1/d0/f2"), 1600003600);
+         SetTime(t.Path(m + "/2/d10/f4"), 1600000030);
+         t.Link("/nonexistent", m + "/1/d8/dangling");
+       }},
+      {"generate stopped", {"-generate"}, 2, nullptr},
+      {"check of part", {"-cds", "2"}, 1, nullptr},
+  };
+  for (Step const& step : steps) {
+    if (step.damage != nullptr) {
+      step.damage(tree, "one");
+      step.damage(tree, "all");
+    }
+    Outcome one = RunOn(tree, "one", step.args, true);
+    Outcome all = RunOn(tree, "all", step.args, false);
+    EXPECT_EQ(one, all) << step.what;
+    EXPECT_EQ(step.status, one.status) << step.what << one;
+  }
+}
+
+// Where the walk would loop, read another file than the one listed, or take a failed read
+// for the end of a file.
+TEST(ZYNInsDigestPool, WalkNeitherLoopsNorMisreads) {
+  struct Case {
+    char const* what;
+    bool generate;
+    std::string expected;  // a part of the output or of the report
+    int status;
+  } const cases[] = {
+      {"loop", true, "Too many levels of symbolic links\n", 2},
+      {"loop", false, "Too many levels of symbolic links&#xA;", 1},
+      {"backslash", false, "&quot;/a\\b&quot; File's content corrupted", 1},
+      {"read error", true, "\n\"/data\" Access error\n", 2},
+      {"read error", false, "&quot;/data&quot; Access error&#xA;", 1},
+  };
+  for (Case const& c : cases) {
+    ZYNTestTempTree tree;
+    std::string what = c.what;
+    for (std::string dir : {"media", "media/1", "media/1/a", "media/1/in"}) tree.Dir(dir);
+    tree.File("media/1/a/b", "slash");
+    tree.File("media/1/a\\b", "backslash");
+    tree.File("media/1/data", "data");
+    std::string cd1 = tree.Path("media/1");
+    if (!c.generate) {
+      ASSERT_EQ(0, RunZyn({"-generate", "-CD1Path", cd1}).status);
+    }
+    if (what == "loop") {
+      tree.Link("..", "media/1/in/again");
+      tree.Link(".", "media/1/in/twice");
+    }
+    if (what == "backslash") tree.File("media/1/a\\b", "changed");
+
+    std::vector<std::string> args = {"-CD1Path", cd1, "-xml", tree.Path("report.xml")};
+    if (c.generate) args.insert(args.begin(), "-generate");
+    ChildResult r;
+    if (what == "read error") {
+      if (access("/usr/bin/strace", X_OK) != 0) GTEST_SKIP() << "strace is needed to fail a read";
+      args.insert(args.begin(), {"/usr/bin/strace", "-f", "-qq", "-o", "/dev/null", "-P", tree.Path("media/1/data"),
+                                 "-e", "trace=read", "-e", "inject=read:error=EIO", ZYN_EXE_PATH});
+      r = RunChild(args, {"LANG=C"});
+    } else {
+      r = RunZyn(args);
+    }
+    std::string text = r.out + tree.Read("report.xml");
+    EXPECT_NE(std::string::npos, text.find(c.expected)) << what << "\n" << text;
+    EXPECT_EQ(c.status, r.status) << what;
+    if (c.generate) {
+      EXPECT_FALSE(tree.Exists("media/1/0data/MediaContent.xml")) << what;
+    }
+  }
+}
