@@ -1,5 +1,5 @@
-// ZYNInsDigestPool.cpp - worker threads of the system layer digesting files ahead of the
-// walk; the walk takes the results in its own order.
+// ZYNInsDigestPool.cpp - worker threads of the system layer digesting files while the
+// volume is listed and walked; the walk takes the results in its own order.
 #include "ZYNInsDigestPool.h"
 
 #include <fcntl.h>
@@ -13,9 +13,10 @@
 #include "ZYNAdmSHA256.h"
 #include "ZYNInsEntryInputFile.h"
 #include "ZYNSysSemaphore.h"
+#include "ZYNSysTSDataQueue.h"
 
-// Files taken at a time by a worker: enough to keep the shared counter cold, few enough
-// that the walk rarely waits at the start or behind a slow file.
+// Files queued at a time: enough to keep the queue cold, few enough that the walk rarely
+// waits behind a slow file.
 static size_t const S_chunkSize = 8;
 
 ZYNInsDigestFolder::~ZYNInsDigestFolder() {
@@ -23,17 +24,20 @@ ZYNInsDigestFolder::~ZYNInsDigestFolder() {
   if (descriptor >= 0) close(descriptor);
 }
 
-ZYNInsDigestPool::ZYNInsDigestPool(std::vector<ZYNInsDigestJob>& jobs)
-    : _jobs(jobs), _chunkCount((jobs.size() + S_chunkSize - 1) / S_chunkSize) {
+void ZYNInsDigestFolder::Release() {
+  if (holds.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+  int last = fd.exchange(-1);
+  if (last >= 0) close(last);
+}
+
+ZYNInsDigestPool::ZYNInsDigestPool() {
   int processors = QRTThreads::GetProcessorsNumber();
-  if (processors < 2 || _chunkCount < 2) return;
-
-  _chunkDone.reset(new std::atomic<bool>[_chunkCount]);
-  for (size_t chunk = 0; chunk < _chunkCount; ++chunk) _chunkDone[chunk].store(false, std::memory_order_relaxed);
-  _chunkFinished.reset(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0));
+  if (processors < 2) return;
+  _queue.reset(ZYNSysTSDataQueue::CreateEmptyQueue(0, 0));
+  _queued.reset(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0));
+  _finished.reset(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0));
   _reopen.reset(new QRTMutex(0, 0, 0));
-  if (!_chunkFinished) return;
-
+  if (!_queued || !_finished) return;
   for (int i = 0; i < processors; ++i) {
     std::unique_ptr<QRTThreads> worker(new QRTThreads("digest", this, 1, 0, 0));
     worker->SetFunction(&ZYNInsDigestPool::_WorkerMain);
@@ -45,8 +49,23 @@ ZYNInsDigestPool::ZYNInsDigestPool(std::vector<ZYNInsDigestJob>& jobs)
 }
 
 ZYNInsDigestPool::~ZYNInsDigestPool() {
+  if (_workers.empty()) return;
   _stop.store(true, std::memory_order_release);
+  for (size_t i = 0; i < _workers.size(); ++i) _queued->Signal();
   for (std::unique_ptr<QRTThreads>& worker : _workers) worker->Join();
+  // What is left in the queue is dropped; the chunks themselves are ours.
+  void* item = nullptr;
+  while (_queue->PopLast(&item, 0) == 1) {
+  }
+}
+
+void ZYNInsDigestPool::Add(ZYNInsDigestJob* jobs, size_t count) {
+  if (_workers.empty()) return;
+  for (size_t at = 0; at < count; at += S_chunkSize) {
+    _chunks.emplace_back(new Chunk{jobs + at, std::min(S_chunkSize, count - at)});
+    _queue->PushFirst(_chunks.back().get());
+    _queued->Signal();
+  }
 }
 
 int ZYNInsDigestPool::_WorkerMain(void* pool) {
@@ -55,14 +74,24 @@ int ZYNInsDigestPool::_WorkerMain(void* pool) {
 }
 
 void ZYNInsDigestPool::_Work() {
-  while (!_stop.load(std::memory_order_acquire)) {
-    size_t chunk = _nextChunk.fetch_add(1, std::memory_order_relaxed);
-    if (chunk >= _chunkCount) return;
-    size_t end = std::min(_jobs.size(), (chunk + 1) * S_chunkSize);
-    for (size_t index = chunk * S_chunkSize; index < end; ++index) _Digest(_jobs[index]);
-    _chunkDone[chunk].store(true, std::memory_order_release);
-    _chunkFinished->Signal();
+  for (;;) {
+    _queued->Wait();
+    if (_stop.load(std::memory_order_acquire)) return;
+    // The walk may have taken the chunk this count stood for.
+    if (_DoQueuedChunk()) _finished->Signal();
   }
+}
+
+bool ZYNInsDigestPool::_DoQueuedChunk() {
+  void* item = nullptr;
+  if (_queue->PopLast(&item, 0) != 1) return false;
+  Chunk const& chunk = *static_cast<Chunk*>(item);
+  for (size_t i = 0; i < chunk.count; ++i) {
+    ZYNInsDigestJob& job = chunk.first[i];
+    _Digest(job);
+    job.done.store(true, std::memory_order_release);
+  }
+  return true;
 }
 
 int ZYNInsDigestPool::_FolderFd(ZYNInsDigestFolder& folder) {
@@ -81,9 +110,8 @@ int ZYNInsDigestPool::_FolderFd(ZYNInsDigestFolder& folder) {
 
 void ZYNInsDigestPool::_Digest(ZYNInsDigestJob& job) {
   ZYNInsDigestFolder& folder = *job.folder;
-  int fd = _FolderFd(folder);
   {
-    ZYNInsEntryInputFile input(fd, job.name);
+    ZYNInsEntryInputFile input(_FolderFd(folder), job.name);
     job.hash = ZYNAdmSHA256::GetHash(input);
     job.lastWriteTime = input.GetLastWriteTime();
   }
@@ -93,31 +121,18 @@ void ZYNInsDigestPool::_Digest(ZYNInsDigestJob& job) {
                                                    ZYNAdmError::GetHRESULT(0), ZYNAdmError::GetErrorCode(0)});
     ZYNAdmError::Pop();
   }
-  if (folder.pending.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
-  int last = folder.fd.exchange(-1);
-  if (last >= 0) close(last);
+  folder.Release();
 }
 
-ZYNInsDigestJob const& ZYNInsDigestPool::Take(size_t index) {
+ZYNInsDigestJob const& ZYNInsDigestPool::Take(ZYNInsDigestJob& job) {
   if (_workers.empty()) {
-    _Digest(_jobs[index]);
-    return _jobs[index];
+    _Digest(job);
+    return job;
   }
-  size_t chunk = index / S_chunkSize;
-  while (!_chunkDone[chunk].load(std::memory_order_acquire)) {
-    // Behind the workers' claims, the walk waits; ahead of them, it does the work itself.
-    if (_nextChunk.load(std::memory_order_relaxed) <= chunk) {
-      size_t mine = _nextChunk.fetch_add(1, std::memory_order_relaxed);
-      if (mine < _chunkCount) {
-        size_t end = std::min(_jobs.size(), (mine + 1) * S_chunkSize);
-        for (size_t i = mine * S_chunkSize; i < end; ++i) _Digest(_jobs[i]);
-        _chunkDone[mine].store(true, std::memory_order_release);
-        continue;
-      }
-    }
-    _chunkFinished->Wait();
+  // Rather than wait, the walk digests what is still queued, the chunk it needs among them.
+  while (!job.done.load(std::memory_order_acquire)) {
+    if (!_DoQueuedChunk()) _finished->Wait();
   }
-  ZYNInsDigestJob& job = _jobs[index];
   if (job.failure) {
     ZYNInsDigestJob::Failure const& failure = *job.failure;
     ZYNAdmError::Push(failure.message, static_cast<ZYNAdmErrorType>(failure.type), failure.hresult, failure.errorCode);

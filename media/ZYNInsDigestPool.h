@@ -1,8 +1,8 @@
 #ifndef ZYN_MEDIA_ZYNINSDIGESTPOOL_H
 #define ZYN_MEDIA_ZYNINSDIGESTPOOL_H
 
-// ZYNInsDigestPool.h - the digests of a volume's files, computed on every core and taken
-// back one by one in the order of the walk.
+// ZYNInsDigestPool.h - the digests of a volume's files, computed on every core while the
+// volume is still being listed, and taken back one by one in the order of the walk.
 
 #include <atomic>
 #include <cstddef>
@@ -15,18 +15,22 @@
 class QRTMutex;
 class QRTThreads;
 class ZYNSysSemaphore;
+class ZYNSysTSDataQueue;
 
-// A folder whose files wait for their digest. Its descriptor is closed by whoever
-// digests its last file; a folder listed without keeping one is opened again by path.
+// A folder whose files wait for their digest. Its descriptor is closed by whoever lets
+// go of it last: the digest of its last file, or the listing once done with it.
 struct ZYNInsDigestFolder {
   ZYNInsDigestFolder() = default;
   ~ZYNInsDigestFolder();
   ZYNInsDigestFolder(ZYNInsDigestFolder const&) = delete;
   ZYNInsDigestFolder& operator=(ZYNInsDigestFolder const&) = delete;
 
+  // Lets go of one hold on the descriptor; the last closes it.
+  void Release();
+
   std::atomic<int> fd{-1};
-  std::atomic<int> pending{0};  // files of the folder not digested yet
-  std::string narrowPath;       // set where `fd` was not kept
+  std::atomic<int> holds{0};  // files not digested yet, and the listing while it uses `fd`
+  std::string narrowPath;     // set where `fd` was not kept: the folder is opened again
 };
 
 // One file: its folder and name in, its digest out.
@@ -40,44 +44,52 @@ struct ZYNInsDigestJob {
   };
 
   ZYNInsDigestFolder* folder = nullptr;
-  char const* name = nullptr;  // in the folder's listing, which outlives the pool
-  DString hash;                // empty on failure
+  char const* name = nullptr;   // in the folder's listing, which outlives the pool
+  DString hash;                 // empty on failure
   long long lastWriteTime = 0;  // as the open file gave it
   std::unique_ptr<Failure> failure;
+  std::atomic<bool> done{false};
 };
 
-// Workers take the jobs in order, a few at a time; Take hands each result to the walk
-// in that same order. With one processor (or QRTSysMultiThreading=FALSE) no thread is
-// started and Take digests the file itself, exactly when the walk reaches it.
+// Workers (threads of the system layer) take the jobs from a data queue, a folder's few
+// files at a time, in the order they are added; Take hands each result to the walk in its
+// own order. With one processor (or QRTSysMultiThreading=FALSE) no thread is started and
+// Take digests the file itself, exactly when the walk reaches it.
 class ZYNInsDigestPool {
  public:
-  // The jobs must stay where they are until the pool is destroyed.
-  explicit ZYNInsDigestPool(std::vector<ZYNInsDigestJob>& jobs);
+  ZYNInsDigestPool();
   // Stops the workers, dropping whatever was digested ahead, and waits for them.
   ~ZYNInsDigestPool();
 
-  // Job `index` once digested; its hash is empty on failure, and the reason the
-  // digesting thread pushed is then pushed, unchanged, on the calling thread's stack.
-  ZYNInsDigestJob const& Take(size_t index);
+  // Queues `count` jobs, which stay where they are until the pool is destroyed.
+  void Add(ZYNInsDigestJob* jobs, size_t count);
+  // `job` once digested; its hash is empty on failure, and the reason the digesting
+  // thread pushed is then pushed, unchanged, on the calling thread's stack.
+  ZYNInsDigestJob const& Take(ZYNInsDigestJob& job);
 
   int GetWorkerCount() const { return static_cast<int>(_workers.size()); }
 
  private:
+  struct Chunk {
+    ZYNInsDigestJob* first;
+    size_t count;
+  };
+
   ZYNInsDigestPool(ZYNInsDigestPool const&) = delete;
   ZYNInsDigestPool& operator=(ZYNInsDigestPool const&) = delete;
 
   static int _WorkerMain(void* pool);
   void _Work();
+  bool _DoQueuedChunk();
   void _Digest(ZYNInsDigestJob& job);
   int _FolderFd(ZYNInsDigestFolder& folder);
 
-  std::vector<ZYNInsDigestJob>& _jobs;
-  size_t _chunkCount;
-  std::unique_ptr<std::atomic<bool>[]> _chunkDone;
-  std::atomic<size_t> _nextChunk{0};
+  std::vector<std::unique_ptr<Chunk>> _chunks;  // added by the walk's thread only
+  std::unique_ptr<ZYNSysTSDataQueue> _queue;
+  std::unique_ptr<ZYNSysSemaphore> _queued;    // one count for each chunk queued
+  std::unique_ptr<ZYNSysSemaphore> _finished;  // one count for each chunk digested
+  std::unique_ptr<QRTMutex> _reopen;           // folders opened again by path
   std::atomic<bool> _stop{false};
-  std::unique_ptr<ZYNSysSemaphore> _chunkFinished;  // one signal for each chunk done
-  std::unique_ptr<QRTMutex> _reopen;                // folders opened again by path
   std::vector<std::unique_ptr<QRTThreads>> _workers;
 };
 

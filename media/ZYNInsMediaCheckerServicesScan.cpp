@@ -8,9 +8,9 @@
 // enumerations would have pushed them.
 //
 // Folders are opened relative to their parent and kept open, so that each file is
-// looked at and read by its name in its folder. With the tree in memory, the files to
-// digest are known before the walk prints its first line: a pool digests them on every
-// core while the walk takes the digests back in its own order.
+// looked at and read by its name in its folder. As soon as a folder is listed, a pool
+// starts digesting its files on every core; the walk, which can only begin once the
+// whole volume is listed, takes the digests back in its own order.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -49,6 +49,7 @@ struct SScanEntry {
   bool hasTime;  // else the digest's opening of the file gives it
   std::unique_ptr<SScanFolder> folder;  // null for a regular file
   unsigned narrowName;                  // offset of the name in the folder's `narrowNames`
+  unsigned job;                         // a file's digest among the folder's `jobs`
   ZYNAdmXmlElement element;             // the File made of it, until handed on in path order
 };
 
@@ -58,6 +59,7 @@ struct SScanFolder {
   bool failed = false;
   DString failure;  // the enumerator's record, naming this folder by the walk's path
   ZYNInsDigestFolder digest;
+  std::unique_ptr<ZYNInsDigestJob[]> jobs;  // one for each file to digest, in directory order
   std::vector<ZYNAdmXmlElement> sorted;  // after the walk: the File elements below, in path order
 };
 
@@ -69,6 +71,7 @@ struct SFolderId {
 
 // What the reading of one volume keeps track of.
 struct SScanReader {
+  ZYNInsDigestPool* pool;
   std::vector<SFolderId> ancestors;
   int keptDescriptors = 0;
   int descriptorBudget = 0;
@@ -84,11 +87,9 @@ struct SScanVolume {
   DString prefix;  // template with /P1 (and /P2 on an Assembly Media)
 };
 
-// The files of one volume in the order of the walk, and the pool digesting them.
+// The pool digesting the files of one volume.
 struct SScanDigests {
-  std::vector<ZYNInsDigestJob> jobs;
   std::unique_ptr<ZYNInsDigestPool> pool;
-  size_t next = 0;  // the job of the next file the walk reaches
 };
 
 }  // namespace
@@ -159,14 +160,43 @@ static int sListFolder(SScanReader const& reader, DString const& path, int paren
   return finder.TakeFolderFd();
 }
 
+// Hands the files of a folder just listed to the pool. The folder's descriptor serves
+// the digests where the budget allows, else they open the folder again by path; the
+// listing holds it too, as long as it lists the sub-folders.
+static void sQueueDigests(SScanReader& reader, DString const& path, int fd, SScanFolder& folder) {
+  size_t count = 0;
+  for (SScanEntry& entry : folder.entries) {
+    if (!entry.folder && !sIsSkippedFile(entry)) entry.job = static_cast<unsigned>(count++);
+  }
+  if (count == 0) return;
+  folder.jobs.reset(new ZYNInsDigestJob[count]);
+  for (SScanEntry& entry : folder.entries) {
+    if (entry.folder || sIsSkippedFile(entry)) continue;
+    ZYNInsDigestJob& job = folder.jobs[entry.job];
+    job.folder = &folder.digest;
+    job.name = folder.narrowNames.c_str() + entry.narrowName;
+  }
+  folder.digest.holds.store(static_cast<int>(count));
+  if (reader.keptDescriptors < reader.descriptorBudget) {
+    ++reader.keptDescriptors;
+    folder.digest.holds.fetch_add(1);
+    folder.digest.fd.store(fd);
+  } else {
+    ZYNAdmNarrowText narrow(path);
+    if (!narrow.IsNull()) folder.digest.narrowPath = narrow.Get();
+  }
+  reader.pool->Add(folder.jobs.get(), count);
+}
+
 // Reads `path` and everything below it. A folder is read to its end before its
-// sub-folders, as the walk by path did; its descriptor is kept for the digests of its
-// files, within the budget.
+// sub-folders, as the walk by path did.
 static void sReadFolder(SScanReader& reader, DString const& path, int parentFd, std::string const& openName,
                         SScanFolder& folder) {
   SFolderId id{};
   int fd = sListFolder(reader, path, parentFd, openName, folder, id);
   if (fd < 0) return;  // nothing was listed
+  sQueueDigests(reader, path, fd, folder);
+  bool shared = folder.digest.fd.load() == fd;
 
   reader.ancestors.push_back(id);
   for (SScanEntry& entry : folder.entries) {
@@ -176,32 +206,10 @@ static void sReadFolder(SScanReader& reader, DString const& path, int parentFd, 
   }
   reader.ancestors.pop_back();
 
-  bool hasFiles = std::any_of(folder.entries.begin(), folder.entries.end(),
-                              [](SScanEntry const& entry) { return !entry.folder && !sIsSkippedFile(entry); });
-  if (hasFiles && reader.keptDescriptors < reader.descriptorBudget) {
-    ++reader.keptDescriptors;
-    folder.digest.fd.store(fd);
-    return;
-  }
-  close(fd);
-  if (!hasFiles) return;
-  ZYNAdmNarrowText narrow(path);
-  if (!narrow.IsNull()) folder.digest.narrowPath = narrow.Get();
-}
-
-// The files to digest, in the order in which the walk reaches them.
-static void sCollectJobs(SScanFolder& folder, std::vector<ZYNInsDigestJob>& jobs) {
-  for (SScanEntry& entry : folder.entries) {
-    if (entry.folder) {
-      sCollectJobs(*entry.folder, jobs);
-      continue;
-    }
-    if (sIsSkippedFile(entry)) continue;
-    ZYNInsDigestJob job;
-    job.folder = &folder.digest;
-    job.name = folder.narrowNames.c_str() + entry.narrowName;
-    jobs.push_back(std::move(job));
-    folder.digest.pending.fetch_add(1, std::memory_order_relaxed);
+  if (shared) {
+    folder.digest.Release();
+  } else {
+    close(fd);
   }
 }
 
@@ -276,14 +284,14 @@ struct SScanWalk {
 };
 
 // Step of one regular file; 1 stops the walk. The element made, if any, lands in `entry`.
-static int sScanFile(SScanWalk& walk, DString const& relativePath, SScanEntry& entry) {
+static int sScanFile(SScanWalk& walk, DString const& relativePath, SScanFolder& folder, SScanEntry& entry) {
   SScanVolume const& volume = walk.volume;
   ++walk.fileCount;
   DString relativeFile = relativePath + L"/" + entry.name;
 
   // The file read is the entry listed, whatever a backslash in its name would make of
   // its path.
-  ZYNInsDigestJob const& digest = walk.digests.pool->Take(walk.digests.next++);
+  ZYNInsDigestJob const& digest = walk.digests.pool->Take(folder.jobs[entry.job]);
   DString const& hash = digest.hash;
   if (hash.IsEmpty()) {
     DString reason = ZYNAdmError::Pop();
@@ -359,6 +367,7 @@ static int sWalk(SScanWalk& walk, DString const& relativePath, SScanFolder& fold
 static void sReleaseListing(SScanFolder& folder) {
   std::vector<SScanEntry>().swap(folder.entries);
   std::string().swap(folder.narrowNames);
+  folder.jobs.reset();
 }
 
 // One folder, already read. Pushes and pops the enumerator's records where the walk of
@@ -382,7 +391,7 @@ static int sWalkFolder(SScanWalk& walk, DString const& relativePath, SScanFolder
       continue;
     }
     if (sIsSkippedFile(entry)) continue;
-    if (sScanFile(walk, relativePath, entry) == 1) return 1;
+    if (sScanFile(walk, relativePath, folder, entry) == 1) return 1;
   }
   if (!folder.failed) return 0;
 
@@ -410,14 +419,14 @@ static SScanVolume sVolume(DString const& root, int cdIndex) {
   return volume;
 }
 
-// Reads the tree below `path` and starts the digests of its files.
+// Reads the tree below `path`, the digests of its files started on the way.
 static void sReadTree(DString const& path, SScanFolder& tree, SScanDigests& digests) {
   static int const S_budget = sDescriptorBudget();
+  digests.pool.reset(new ZYNInsDigestPool());
   SScanReader reader;
+  reader.pool = digests.pool.get();
   reader.descriptorBudget = S_budget;
   sReadFolder(reader, path, AT_FDCWD, std::string(), tree);
-  sCollectJobs(tree, digests.jobs);
-  digests.pool.reset(new ZYNInsDigestPool(digests.jobs));
 }
 
 // Walks and digests the tree already read, lets the pool go before the tree whose
