@@ -23,25 +23,3 @@ TEST(QRTSysTSArrayListAbstractCtnr, IndexRangeAndRoomChecks) {
     EXPECT_EQ(c.room, room.MakeRoom(c.first, c.last)) << c.first << "," << c.last;
   }
 }
-
-TEST(QRTSysTSArrayListAbstractCtnr, CapacityChangesKeepElementsOrStorage) {
-  QRTSysTSArrayListAbstractCtnr a(sizeof(int));
-  EXPECT_EQ(0, a.SetCapacity(0));
-  EXPECT_EQ(nullptr, a.GetStorage());
-  a.MakeRoom(0, 3);
-  for (int i = 0; i < 3; ++i) *static_cast<int*>(a.At(i)) = i + 1;
-  EXPECT_EQ(ZYN_E_FAIL, a.SetCapacity(2));
-  EXPECT_EQ(0, a.SetCapacity(7));
-  EXPECT_EQ(7, a.GetCapacity());
-  EXPECT_EQ(3, *static_cast<int*>(a.At(2)));
-
-  void* storage = a.GetStorage();
-  EXPECT_EQ(0, a.ReInit(-5));
-  EXPECT_EQ(0, a.ReInit(7));
-  EXPECT_EQ(0, a.GetCount());
-  EXPECT_EQ(storage, a.GetStorage());
-  EXPECT_EQ(0, a.ReInit(9));
-  EXPECT_EQ(9, a.GetCapacity());
-  EXPECT_EQ(0, a.SetCapacity(0));
-  EXPECT_EQ(nullptr, a.GetStorage());
-}
