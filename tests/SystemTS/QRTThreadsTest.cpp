@@ -169,14 +169,8 @@ TEST(QRTThreadsTest, MultiThreadingSwitchDecidesProcessorCount) {
       {"FALSE", "processors=1 allowed=0"},
       {"false", "processors=" + std::to_string(online) + " allowed=-1"},
   };
-  std::vector<QRTSysChild> children;
   for (Case const& c : cases) {
-    children.push_back(
-        QRTSysStartChild("QRTThreadsChild.ReportsProcessors", {std::string("QRTSysMultiThreading=") + c.value}));
-  }
-  for (size_t i = 0; i < children.size(); i++) {
-    Case const& c = cases[i];
-    QRTSysChildResult child = QRTSysFinishChild(children[i]);
+    ChildResult child = QRTSysRunChild("QRTThreadsChild.ReportsProcessors", {std::string("QRTSysMultiThreading=") + c.value});
     EXPECT_EQ(child.status, 0) << child.err;
     EXPECT_NE(child.out.find(c.expected), std::string::npos) << c.value << "\n" << child.out;
   }
