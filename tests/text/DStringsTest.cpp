@@ -54,6 +54,8 @@ TEST(DStrings, EditingOperationsGiveResultAndContents) {
       {"remove at count fails", [](DStrings& v) { return v.Remove(4); }, ZYN_E_FAIL, {L"a", L"b", L"c", L"d"}},
       {"remove range", [](DStrings& v) { return v.RemoveRange(1, 3); }, 0, {L"a", L"d"}},
       {"remove empty range fails", [](DStrings& v) { return v.RemoveRange(1, 1); }, ZYN_E_FAIL, {L"a", L"b", L"c", L"d"}},
+      {"remove reversed range fails", [](DStrings& v) { return v.RemoveRange(3, 1); }, ZYN_E_FAIL, {L"a", L"b", L"c", L"d"}},
+      {"remove past count fails", [](DStrings& v) { return v.RemoveRange(1, 5); }, ZYN_E_FAIL, {L"a", L"b", L"c", L"d"}},
       {"set", [](DStrings& v) { return v.Set(3, DString(L"z")); }, 0, {L"a", L"b", L"c", L"z"}},
       {"set at count fails", [](DStrings& v) { return v.Set(4, DString(L"z")); }, ZYN_E_FAIL, {L"a", L"b", L"c", L"d"}},
   };
