@@ -163,7 +163,8 @@ TEST(QRTThreadsTest, MultiThreadingSwitchDecidesProcessorCount) {
       {"false", "processors=" + std::to_string(online) + " allowed=-1"},
   };
   for (Case const& c : cases) {
-    ChildResult child = QRTSysRunChild("QRTThreadsChild.ReportsProcessors", {std::string("QRTSysMultiThreading=") + c.value});
+    ChildResult child =
+        QRTSysRunChild("QRTThreadsChild.ReportsProcessors", {std::string("QRTSysMultiThreading=") + c.value});
     EXPECT_EQ(child.status, 0) << child.err;
     EXPECT_NE(child.out.find(c.expected), std::string::npos) << c.value << "\n" << child.out;
   }
