@@ -37,26 +37,19 @@ bool RunningWithin(QRTThreads& thread, int millis) {
 
 }  // namespace
 
-TEST(QRTThreadsTest, JoinableThreadRunsItsFunctionAndKeepsItsCode) {
-  QRTThreads thread("worker", reinterpret_cast<void*>(42), 1, 0, 0);
-  EXPECT_EQ(thread.GetStatus(), kCreated | kJoinable);
-  EXPECT_EQ(thread.GetThreadReturnCode(), 1);
-  thread.SetFunction(ReturnArgument);
-  EXPECT_EQ(thread.Run(0), 0);
-  EXPECT_EQ(thread.Join(), 0);
-  EXPECT_EQ(thread.GetThreadReturnCode(), 42);
-  EXPECT_EQ(thread.GetStatus() & (kRunning | kEnded | kStartRequested), kEnded);
-  // Already joined and not running: a second join returns at once.
-  EXPECT_EQ(thread.Join(), 0);
-}
-
-TEST(QRTThreadsTest, DetachedThreadIsJoinedThroughItsEndPoint) {
-  QRTThreads thread(nullptr, reinterpret_cast<void*>(7), 0, 0, 0);
-  thread.SetFunction(ReturnArgument);
-  thread.Run(0);
-  EXPECT_EQ(thread.Join(), 0);
-  EXPECT_EQ(thread.GetThreadReturnCode(), 7);
-  EXPECT_EQ(thread.IsRunning(), 0);
+// A detached thread is joined through its end point; a second join returns at once.
+TEST(QRTThreadsTest, ThreadRunsItsFunctionAndKeepsItsCodeJoinableOrNot) {
+  for (int joinable : {1, 0}) {
+    QRTThreads thread(joinable ? "worker" : nullptr, reinterpret_cast<void*>(42), joinable, 0, 0);
+    EXPECT_EQ(thread.GetStatus(), kCreated | (joinable ? kJoinable : 0));
+    EXPECT_EQ(thread.GetThreadReturnCode(), 1);
+    thread.SetFunction(ReturnArgument);
+    EXPECT_EQ(thread.Run(0), 0);
+    EXPECT_EQ(thread.Join(), 0);
+    EXPECT_EQ(thread.GetThreadReturnCode(), 42) << joinable;
+    EXPECT_EQ(thread.GetStatus() & (kRunning | kEnded | kStartRequested), kEnded) << joinable;
+    EXPECT_EQ(thread.Join(), 0);
+  }
 }
 
 TEST(QRTThreadsTest, RunOnARunningThreadStartsNothing) {
@@ -169,14 +162,9 @@ TEST(QRTThreadsTest, MultiThreadingSwitchDecidesProcessorCount) {
       {"FALSE", "processors=1 allowed=0"},
       {"false", "processors=" + std::to_string(online) + " allowed=-1"},
   };
-  std::vector<QRTSysChild> children;
   for (Case const& c : cases) {
-    children.push_back(
-        QRTSysStartChild("QRTThreadsChild.ReportsProcessors", {std::string("QRTSysMultiThreading=") + c.value}));
-  }
-  for (size_t i = 0; i < children.size(); i++) {
-    Case const& c = cases[i];
-    QRTSysChildResult child = QRTSysFinishChild(children[i]);
+    ChildResult child =
+        QRTSysRunChild("QRTThreadsChild.ReportsProcessors", {std::string("QRTSysMultiThreading=") + c.value});
     EXPECT_EQ(child.status, 0) << child.err;
     EXPECT_NE(child.out.find(c.expected), std::string::npos) << c.value << "\n" << child.out;
   }

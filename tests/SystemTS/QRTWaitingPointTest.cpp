@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <memory>
 #include <thread>
+#include <vector>
 
 #include "QRTThreads.h"
 #include "QRTWaitingPoint.h"
@@ -42,54 +44,40 @@ struct Waiter {
 
 }  // namespace
 
-TEST(QRTWaitingPointTest, SignalledPointDoesNotBlockUntilReset) {
-  QRTWaitingPoint point(0, 0);
-  EXPECT_EQ(point.Wait(-1), 0);
-  EXPECT_EQ(point.Wait(0), 0);
-  point.Reset();
-  EXPECT_EQ(point.Wait(0), -1);
-}
-
-TEST(QRTWaitingPointTest, LimitedWaitTimesOutAfterItsLimit) {
+// Waiters blocked at the broadcast are let go (the first without a limit, the second
+// with one); then a later wait shows whether the point stayed signalled, and a reset
+// always clears it.
+TEST(QRTWaitingPointTest, BroadcastsLimitsAndResetsFollowTheKindOfPoint) {
   struct Case {
-    int timeoutMs;
-    long long atLeastMs;
+    char const* name;
+    int autoReset, state, waiters, laterMs, later;
+  } const cases[] = {
+      {"signalled from the start", 0, 0, 0, -1, 0},
+      {"unsignalled, no limit to wait", 0, -1, 0, 0, -1},
+      {"unsignalled, waits out its limit", 0, -1, 0, 30, -1},
+      {"broadcast without auto reset stays signalled", 0, -1, 1, -1, 0},
+      {"auto reset frees only those waiting", 1, -1, 2, 20, -1},
   };
-  Case const cases[] = {{0, 0}, {30, 25}};
   for (Case const& c : cases) {
-    QRTWaitingPoint point(0, -1);
+    QRTWaitingPoint point(c.autoReset, c.state);
+    std::vector<std::unique_ptr<Waiter>> waiters;
+    for (int i = 0; i < c.waiters; ++i) {
+      waiters.emplace_back(new Waiter(&point, i == 0 ? -1 : 5000));
+      ASSERT_TRUE(waiters.back()->BlockedWithin(2000)) << c.name;
+    }
+    if (c.waiters > 0) point.Broadcast();
+    for (auto& waiter : waiters) {
+      waiter->thread.Join();
+      EXPECT_EQ(waiter->result, 0) << c.name;
+      EXPECT_EQ(waiter->thread.GetStatus() & 8, 0) << c.name << ": no longer blocked";
+    }
     auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(point.Wait(c.timeoutMs), -1) << c.timeoutMs;
-    long long took = MillisSince(start);
-    EXPECT_GE(took, c.atLeastMs) << c.timeoutMs;
-    EXPECT_LT(took, c.atLeastMs + 500) << c.timeoutMs;
+    EXPECT_EQ(point.Wait(c.laterMs), c.later) << c.name;
+    if (c.later != 0) {
+      EXPECT_GE(MillisSince(start), c.laterMs - 5) << c.name;
+      EXPECT_LT(MillisSince(start), c.laterMs + 500) << c.name;
+    }
+    point.Reset();
+    EXPECT_EQ(point.Wait(0), -1) << c.name;
   }
-}
-
-TEST(QRTWaitingPointTest, BroadcastWithoutAutoResetStaysSignalled) {
-  QRTWaitingPoint point(0, -1);
-  Waiter waiter(&point, -1);
-  ASSERT_TRUE(waiter.BlockedWithin(2000));
-  point.Broadcast();
-  waiter.thread.Join();
-  EXPECT_EQ(waiter.result, 0);
-  EXPECT_EQ(point.Wait(0), 0);
-  EXPECT_EQ(point.Wait(-1), 0);
-  point.Reset();
-  EXPECT_EQ(point.Wait(0), -1);
-}
-
-TEST(QRTWaitingPointTest, AutoResetLetsGoOnlyThoseWaitingAtTheBroadcast) {
-  QRTWaitingPoint point(1, -1);
-  Waiter first(&point, -1);
-  Waiter second(&point, 5000);
-  ASSERT_TRUE(first.BlockedWithin(2000));
-  ASSERT_TRUE(second.BlockedWithin(2000));
-  point.Broadcast();
-  first.thread.Join();
-  second.thread.Join();
-  EXPECT_EQ(first.result, 0);
-  EXPECT_EQ(second.result, 0);
-  EXPECT_EQ(second.thread.GetStatus() & 8, 0) << "no longer blocked";
-  EXPECT_EQ(point.Wait(20), -1);
 }

@@ -206,7 +206,7 @@ TEST(ZYNSysLifeCycleChild, DispatchesTheProcessModules) {
 TEST(ZYNSysLifeCycleTest, DispatchReachesModulesRegisteredBeforeMain) {
   for (int result : S_staticModules) EXPECT_EQ(result, -1) << "registration reports -1, as it always has";
   EXPECT_EQ(ZYNSysLifeCycleGlobalFactory(nullptr, ChangeState<26>, nullptr), -1);
-  QRTSysChildResult child = QRTSysRunChild("ZYNSysLifeCycleChild.DispatchesTheProcessModules", {});
+  ChildResult child = QRTSysRunChild("ZYNSysLifeCycleChild.DispatchesTheProcessModules", {});
   ASSERT_EQ(child.status, 0) << child.err;
   EXPECT_NE(child.out.find("early=-1\n"), std::string::npos) << "no library before initialisation\n" << child.out;
   EXPECT_NE(child.out.find("load=0 known=0 unload=0 handle=0"), std::string::npos) << child.out;

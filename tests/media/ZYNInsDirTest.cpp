@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <functional>
 
 #include "DStrings.h"
 #include "ZYNInsDir.h"
@@ -91,12 +92,10 @@ TEST(ZYNInsDir, ExecutablePathSearchNeverTriesLastPathEntry) {
   ASSERT_EQ(0, chdir(cwd));
 }
 
-TEST(ZYNInsDir, AccessReportsPathAndSystemTextAlsoForUnprivilegedUser) {
+TEST(ZYNInsDir, AccessIsRefusedToAnUnprivilegedUser) {
   ZYNTestTempTree tree;
   std::string secret = tree.File("secret");
   chmod(secret.c_str(), 0600);
-  EXPECT_EQ(-1, ZYNInsDir::Access(tree.DPath("none"), 0));
-  EXPECT_EQ(std::vector<std::string>{tree.Path("none") + " No such file or directory\n"}, ZYNTestDrainErrors());
   EXPECT_EQ(0, ZYNInsDir::Access(ZYNTestD(secret), 6));
 
   int status = 0;
@@ -154,40 +153,44 @@ TEST(ZYNInsDir, FileCopyCopiesBytesAndModeAcrossChunkBoundaries) {
   EXPECT_TRUE(ZYNAdmError::IsStackEmpty());
 }
 
-TEST(ZYNInsDir, FileCopyFailuresNameTheFailingSide) {
+// A failed call leaves its records: for each failed system call, the path and the system's text.
+TEST(ZYNInsDir, PathFailuresReportPathAndSystemText) {
   ZYNTestTempTree tree;
+  tree.File("f");
   tree.File("dst", "old");
-  EXPECT_FALSE(ZYNInsDir::FileCopy(tree.DPath("none"), tree.DPath("dst")));
-  EXPECT_EQ("", tree.Read("dst"));  // both opens come before either is tested
-  std::string missing = tree.Path("none") + " No such file or directory\n";
-  EXPECT_EQ((std::vector<std::string>{missing, missing}), ZYNTestDrainErrors());
-
-  // Mode 0666 is what /dev/full has already, so the copy's fchmod leaves it as it is.
-  std::string source = tree.File("src", std::string(512, 'z'));
-  chmod(source.c_str(), 0666);
-  EXPECT_FALSE(ZYNInsDir::FileCopy(ZYNTestD(source), DString(L"/dev/full")));
-  std::vector<std::string> errors = ZYNTestDrainErrors();
-  ASSERT_EQ(1u, errors.size());
-  // As root the flush at close meets the full device; otherwise fchmod is refused.
-  EXPECT_EQ(0u, errors[0].find("/dev/full "));
-  EXPECT_EQ('\n', errors[0].back());
-}
-
-TEST(ZYNInsDir, CreateOpenRemoveReportPathAndSystemText) {
-  ZYNTestTempTree tree;
-  std::string file = tree.File("f");
-  EXPECT_TRUE(ZYNInsDir::CreateDir(tree.DPath("a/b/c")));
-  EXPECT_TRUE(ZYNInsDir::CreateDir(tree.DPath("a/b/c")));
-  EXPECT_TRUE(tree.Exists("a/b/c") && ZYNAdmError::IsStackEmpty());
-  EXPECT_FALSE(ZYNInsDir::CreateDir(tree.DPath("f/x")));
-  ZYNAdmError::FlushStack();
-  EXPECT_EQ(nullptr, ZYNInsDir::FOpen(tree.DPath("none/x"), DString(L"r")));
-  EXPECT_FALSE(ZYNInsDir::RemoveFile(tree.DPath("none")));
-  EXPECT_FALSE(ZYNInsDir::RemoveFile(ZYNTestD(tree.Root())));
-  std::vector<std::string> expected = {tree.Path("none/x") + " No such file or directory\n",
-                                       tree.Path("none") + " No such file or directory\n",
-                                       tree.Root() + " Is a directory\n"};
-  EXPECT_EQ(expected, ZYNTestDrainErrors());
-  EXPECT_TRUE(ZYNInsDir::RemoveFile(ZYNTestD(file)));
-  EXPECT_FALSE(tree.Exists("f"));
+  auto error = [&](char const* path, char const* text) { return tree.Path(path) + " " + text + "\n"; };
+  std::string none = error("none", "No such file or directory");
+  struct Case {
+    std::function<bool()> call;  // whether it succeeded
+    std::vector<std::string> errors;
+  } const cases[] = {
+      {[&] { return ZYNInsDir::Access(tree.DPath("none"), 0) != -1; }, {none}},
+      {[&] { return ZYNInsDir::CreateDir(tree.DPath("f/x")); },
+       {"ZYNInsControler.InvalidDirFileExist(" + tree.Path("f/") + ", " + tree.Path("f") + ")",
+        "ZYNInsControler.InvalidZYNAdmFileRoot(" + tree.Path("f/") + ")",
+        "ZYNInsControler.InvalidRootPath(" + tree.Path("f/") + ")"}},
+      {[&] { return !!ZYNInsDir::FOpen(tree.DPath("none/x"), DString(L"r")); },
+       {error("none/x", "No such file or directory")}},
+      {[&] { return ZYNInsDir::RemoveFile(tree.DPath("none")); }, {none}},
+      {[&] { return ZYNInsDir::RemoveFile(tree.DPath("")); }, {error("", "Is a directory")}},
+      {[&] { return ZYNInsDir::FileCopy(tree.DPath("none"), tree.DPath("dst")); }, {none, none}},
+      // 0666 is the mode /dev/full has: as root the flush at close fails, else the fchmod.
+      {[&] { return ZYNInsDir::FileCopy(tree.DPath("src"), DString(L"/dev/full")); }, {}},
+  };
+  chmod(tree.File("src", std::string(512, 'z')).c_str(), 0666);
+  for (Case const& c : cases) {
+    ZYNAdmError::FlushStack();
+    EXPECT_FALSE(c.call());
+    std::vector<std::string> errors = ZYNTestDrainErrors();
+    if (!c.errors.empty()) {
+      EXPECT_EQ(c.errors, errors);
+    } else {
+      ASSERT_EQ(1u, errors.size());
+      EXPECT_EQ(0u, errors[0].find("/dev/full "));
+    }
+  }
+  EXPECT_EQ("", tree.Read("dst")) << "both opens of a copy come before either is tested";
+  EXPECT_TRUE(ZYNInsDir::CreateDir(tree.DPath("a/b/c")) && ZYNInsDir::CreateDir(tree.DPath("a/b/c")));
+  EXPECT_TRUE(ZYNInsDir::RemoveFile(tree.DPath("f")));
+  EXPECT_TRUE(tree.Exists("a/b/c") && !tree.Exists("f") && ZYNAdmError::IsStackEmpty());
 }

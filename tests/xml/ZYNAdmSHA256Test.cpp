@@ -162,8 +162,9 @@ TEST(ZYNAdmSHA256Test, StreamRefusesCallsOutOfOrderAndStaysUsable) {
 }
 
 TEST(ZYNAdmSHA256Test, ReadingAStreamDigestsAcrossReadBoundaries) {
-  // A length that is a multiple of the read size ends with one more read that gives 0.
-  const size_t sizes[] = {0, 1, kReadSize - 1, kReadSize, kReadSize + 1, 2 * kReadSize + 100};
+  // A length that is a multiple of the read size ends with one more read that gives 0;
+  // longer inputs cross the boundary in the million-'a' and file cases.
+  const size_t sizes[] = {0, kReadSize - 1, kReadSize, 2 * kReadSize + 100};
   ZYNAdmError::FlushStack();
   for (size_t size : sizes) {
     SCOPED_TRACE(size);
