@@ -2,6 +2,7 @@
 
 #include "ZYNAdmSHA256.h"
 #include "ZYNAdmXmlElement.h"
+#include "ZYNAdmXmlParallelDigest.h"
 #include "ZYNAdmXmlParser.h"
 
 static const wchar_t S_SealName[] = L"ZYNHachageSomme";
@@ -11,7 +12,7 @@ int ZYNAdmXmlHash::Hash(ZYNAdmXmlElement& element) {
   // The seal can't cover its own value: during hashing it holds only the version prefix.
   element.SetAttributeValue(S_SealName, S_SealPrefix);
   ZYNAdmSHA256 digest;
-  if (ZYNAdmXmlParser::GetXml(element, digest) == 0) return 0;
+  if (ZYNAdmXmlParallelDigest::GetXml(element, digest) == 0) return 0;
   DString value = digest.GetHash();
   if (value.IsEmpty()) return 0;
   return element.SetAttributeValue(S_SealName, DString(S_SealPrefix) + value) != 0 ? 1 : 0;

@@ -1,0 +1,74 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "XmlTestSupport.h"
+#include "ZYNAdmSHA256.h"
+#include "ZYNAdmXmlElement.h"
+#include "ZYNAdmXmlParallelDigest.h"
+#include "ZYNAdmXmlParser.h"
+
+namespace {
+
+// A list of `count` File elements with values that take every road of the writer:
+// plain, quoted both ways, escaped and non-ASCII.
+ZYNAdmXmlElement sList(int count, wchar_t const* name = L"CD") {
+  ZYNAdmXmlElement list{DString(name)};
+  wchar_t const* odd[] = {L"a\"b", L"a'b", L"<&>\t\n", L"caf\u00e9 \u4e00", L"_x0041_"};
+  for (int i = 0; i < count; ++i) {
+    ZYNAdmXmlElement file{DString(L"File")};
+    file.SetAttributeValue(DString(L"path"), DString::FromNum(i, "/f%d"));
+    file.SetAttributeValue(DString(L"hash"), DString(odd[i % 5]));
+    if (i % 7 == 0) file.SetValue(DString(odd[i % 5]));
+    list.AddChild(file);
+  }
+  return list;
+}
+
+std::string sDigest(ZYNAdmXmlElement const& tree, bool parallel, int& result) {
+  ZYNAdmSHA256 digest;
+  result = parallel ? ZYNAdmXmlParallelDigest::GetXml(tree, digest) : ZYNAdmXmlParser::GetXml(tree, digest);
+  return xmltest::Narrow(digest.GetHash());
+}
+
+}  // namespace
+
+TEST(XmlParallelDigest, GivesTheDigestOfThePlainWriterOnEveryShapeOfTree) {
+  struct Case {
+    char const* what;
+    ZYNAdmXmlElement (*make)();
+  } const cases[] = {
+      {"two volumes with text around", [] {
+         ZYNAdmXmlElement media{DString(L"Media")}, cds{DString(L"CDs")};
+         media.SetAttributeValue(DString(L"cdid"), DString(L"1"));
+         media.AddChild(ZYNAdmXmlElement{DString(L"RelData")});
+         media.AddChild(cds);
+         ZYNAdmXmlElement one = sList(9000), two = sList(5000);
+         two.SetValue(DString(L"text & more"));
+         cds.AddChild(one);
+         cds.AddChild(two);
+         cds.AddChild(sList(3));
+         return media;
+       }},
+      {"a list at the root", [] { return sList(10001); }},
+      {"too small to cut", [] { return sList(100); }},
+      {"an element named as the slot", [] {
+         ZYNAdmXmlElement root{DString(L"Media")};
+         root.AddChild(sList(9000));
+         root.AddChild(ZYNAdmXmlElement{DString(L"ZYNAdmXmlParallelDigestSlot")});
+         return root;
+       }},
+      {"an empty handle in a list", [] {
+         ZYNAdmXmlElement list = sList(9000);
+         list.AddChild(ZYNAdmXmlElement());
+         return list;
+       }},
+  };
+  for (Case const& c : cases) {
+    ZYNAdmXmlElement tree = c.make();
+    int plainResult = 0, parallelResult = 0;
+    std::string plain = sDigest(tree, false, plainResult);
+    EXPECT_EQ(plain, sDigest(tree, true, parallelResult)) << c.what;
+    EXPECT_EQ(plainResult, parallelResult) << c.what;
+  }
+}

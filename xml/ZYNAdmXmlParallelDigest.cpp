@@ -1,0 +1,264 @@
+// ZYNAdmXmlParallelDigest.cpp - large child lists written by worker threads, range by
+// range, and digested in document order between the parts of the tree around them.
+#include "ZYNAdmXmlParallelDigest.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "QRTThreads.h"
+#include "ZYNAdmOutputStream.h"
+#include "ZYNAdmSHA256.h"
+#include "ZYNAdmXmlElement.h"
+#include "ZYNAdmXmlParser.h"
+#include "ZYNSysSemaphore.h"
+
+namespace {
+
+// A list this long is cut into ranges; a tree with fewer such children in all is written
+// by one thread.
+const size_t S_bigList = 4096;
+const size_t S_worthIt = 8192;
+const size_t S_rangeSize = 2048;
+const int S_maxDepth = 64;
+// Ranges written ahead of the digest, per worker: keeps the memory bounded.
+const size_t S_aheadPerWorker = 4;
+const char S_Declaration[] = "<?xml version=\"1.0\" encoding=\"utf-8\" ?>";
+const wchar_t S_SlotName[] = L"ZYNAdmXmlParallelDigestSlot";
+const char S_Slot[] = "<ZYNAdmXmlParallelDigestSlot/>";
+const wchar_t S_RangeName[] = L"R";
+
+class SStringStream : public ZYNAdmOutputStream {
+ public:
+  int Open() override { return 1; }
+  int Write(unsigned char* buffer, int count) override {
+    bytes.append(reinterpret_cast<char const*>(buffer), static_cast<size_t>(count));
+    return count;
+  }
+  int Close() override { return 1; }
+  std::string bytes;
+};
+
+int sChildCount(const ZYNAdmXmlElement& element) {
+  int count = 0;
+  void* it = element.GetChildren();
+  while (it != nullptr) {
+    element.GetChild(it);
+    ++count;
+  }
+  return count;
+}
+
+// A new element with the name, text and attributes of `element` and no children.
+ZYNAdmXmlElement sBareCopy(const ZYNAdmXmlElement& element) {
+  ZYNAdmXmlElement copy(element.GetNameRef());
+  if (!element.GetValueRef().IsEmpty()) copy.SetValue(element.GetValueRef());
+  void* it = element.GetAttributes();
+  const DString* value = nullptr;
+  while (const DString* name = element.NextAttribute(it, value)) copy.SetAttributeValue(*name, *value);
+  return copy;
+}
+
+// The tree with each long child list replaced by one slot; `lists` gets those lists in
+// document order. Parts with no long list below them are shared, not copied.
+ZYNAdmXmlElement sSkeleton(const ZYNAdmXmlElement& element, int depth,
+                           std::vector<const ZYNAdmXmlElement*>& lists, size_t& cut) {
+  if (element.IsEmpty() || depth > S_maxDepth) return element;
+  size_t count = static_cast<size_t>(sChildCount(element));
+  if (count >= S_bigList) {
+    ZYNAdmXmlElement stand = sBareCopy(element);
+    stand.AddChild(ZYNAdmXmlElement(DString(S_SlotName)));
+    lists.push_back(&element);
+    cut += count;
+    return stand;
+  }
+  std::vector<ZYNAdmXmlElement> children;
+  bool changed = false;
+  void* it = element.GetChildren();
+  while (it != nullptr) {
+    const ZYNAdmXmlElement& child = element.GetChild(it);
+    children.push_back(sSkeleton(child, depth + 1, lists, cut));
+    changed = changed || ZYNAdmXmlElement::_BodyOf(children.back()) != ZYNAdmXmlElement::_BodyOf(child);
+  }
+  if (!changed) return element;
+  ZYNAdmXmlElement copy = sBareCopy(element);
+  for (const ZYNAdmXmlElement& child : children) copy.AddChild(child);
+  return copy;
+}
+
+// The ranges of all long lists, written by the workers and by the digesting thread.
+class SRanges {
+ public:
+  SRanges(std::vector<const ZYNAdmXmlElement*> const& lists, int workers);
+  ~SRanges();
+  // Digests the ranges of list `list` in order; false when one can't be written.
+  bool Digest(size_t list, ZYNAdmSHA256& digest);
+
+ private:
+  struct Range {
+    size_t list;
+    size_t first;
+    size_t count;
+    std::string bytes;
+    bool written = false;
+    std::atomic<bool> done{false};
+  };
+
+  static int sWorkerMain(void* ranges);
+  void _Work();
+  bool _Claim(size_t& index, bool wait);
+  void _Write(Range& range);
+
+  std::vector<std::vector<const ZYNAdmXmlElement*>> _children;  // of each list
+  std::unique_ptr<Range[]> _ranges;
+  size_t _count = 0;
+  std::atomic<size_t> _next{0};
+  std::atomic<size_t> _fed{0};
+  std::atomic<bool> _stop{false};
+  size_t _ahead;
+  std::unique_ptr<ZYNSysSemaphore> _written;  // one count for each range a worker wrote
+  std::unique_ptr<ZYNSysSemaphore> _room;     // one count for each range digested
+  std::vector<std::unique_ptr<QRTThreads>> _workers;
+};
+
+SRanges::SRanges(std::vector<const ZYNAdmXmlElement*> const& lists, int workers)
+    : _ahead(S_aheadPerWorker * static_cast<size_t>(workers)) {
+  std::vector<size_t> firsts;
+  for (const ZYNAdmXmlElement* list : lists) {
+    std::vector<const ZYNAdmXmlElement*> children;
+    void* it = list->GetChildren();
+    while (it != nullptr) children.push_back(&list->GetChild(it));
+    _count += (children.size() + S_rangeSize - 1) / S_rangeSize;
+    _children.push_back(std::move(children));
+  }
+  _ranges.reset(new Range[_count]);
+  size_t at = 0;
+  for (size_t list = 0; list < _children.size(); ++list) {
+    for (size_t first = 0; first < _children[list].size(); first += S_rangeSize, ++at) {
+      _ranges[at].list = list;
+      _ranges[at].first = first;
+      _ranges[at].count = std::min(S_rangeSize, _children[list].size() - first);
+    }
+  }
+  _written.reset(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0));
+  _room.reset(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0));
+  if (!_written || !_room) return;
+  for (int i = 0; i < workers; ++i) {
+    std::unique_ptr<QRTThreads> worker(new QRTThreads("xml digest", this, 1, 0, 0));
+    worker->SetFunction(&SRanges::sWorkerMain);
+    worker->Run(0);
+    // A thread that could not be created has no id; joining it would wait for ever.
+    if (worker->GetThreadId() == pthread_t()) break;
+    _workers.push_back(std::move(worker));
+  }
+}
+
+SRanges::~SRanges() {
+  _stop.store(true, std::memory_order_release);
+  for (size_t i = 0; i < _workers.size(); ++i) _room->Signal();
+  for (std::unique_ptr<QRTThreads>& worker : _workers) worker->Join();
+}
+
+int SRanges::sWorkerMain(void* ranges) {
+  static_cast<SRanges*>(ranges)->_Work();
+  return 0;
+}
+
+// The next range to write, unless it lies too far ahead of the digest: a worker then
+// waits for room, the digesting thread never does.
+bool SRanges::_Claim(size_t& index, bool wait) {
+  for (;;) {
+    if (_stop.load(std::memory_order_acquire)) return false;
+    size_t next = _next.load(std::memory_order_relaxed);
+    if (next >= _count) return false;
+    if (wait && next >= _fed.load(std::memory_order_acquire) + _ahead) {
+      _room->Wait();
+      continue;
+    }
+    if (_next.compare_exchange_weak(next, next + 1, std::memory_order_relaxed)) {
+      index = next;
+      return true;
+    }
+  }
+}
+
+void SRanges::_Work() {
+  size_t index = 0;
+  while (_Claim(index, true)) {
+    _Write(_ranges[index]);
+    _written->Signal();
+  }
+}
+
+// The children of one range inside a stand-in element, whose own bytes are cut off.
+void SRanges::_Write(Range& range) {
+  ZYNAdmXmlElement stand{DString(S_RangeName)};
+  std::vector<const ZYNAdmXmlElement*> const& children = _children[range.list];
+  for (size_t i = range.first; i < range.first + range.count; ++i) stand.AddChild(*children[i]);
+  SStringStream out;
+  size_t head = std::strlen(S_Declaration) + 3;  // "<R>"
+  if (ZYNAdmXmlParser::GetXml(stand, out) != 0 && out.bytes.size() >= head + 4) {
+    range.bytes = out.bytes.substr(head, out.bytes.size() - head - 4);  // without "</R>"
+    range.written = true;
+  }
+  range.done.store(true, std::memory_order_release);
+}
+
+bool SRanges::Digest(size_t list, ZYNAdmSHA256& digest) {
+  for (size_t index = _fed.load(); index < _count && _ranges[index].list == list; index = _fed.load()) {
+    Range& range = _ranges[index];
+    while (!range.done.load(std::memory_order_acquire)) {
+      size_t mine = 0;
+      if (_next.load(std::memory_order_relaxed) <= index && _Claim(mine, false)) {
+        _Write(_ranges[mine]);
+        continue;
+      }
+      _written->Wait();
+    }
+    if (!range.written) return false;
+    unsigned char* bytes = reinterpret_cast<unsigned char*>(&range.bytes[0]);
+    int size = static_cast<int>(range.bytes.size());
+    if (size > 0 && digest.Write(bytes, size) != size) return false;
+    std::string().swap(range.bytes);
+    _fed.fetch_add(1, std::memory_order_release);
+    _room->Signal();
+  }
+  return true;
+}
+
+}  // namespace
+
+int ZYNAdmXmlParallelDigest::GetXml(const ZYNAdmXmlElement& element, ZYNAdmSHA256& digest) {
+  int workers = QRTThreads::GetProcessorsNumber() - 1;
+  std::vector<const ZYNAdmXmlElement*> lists;
+  size_t cut = 0;
+  ZYNAdmXmlElement skeleton = workers < 1 ? element : sSkeleton(element, 0, lists, cut);
+  if (cut < S_worthIt) return ZYNAdmXmlParser::GetXml(element, digest);
+
+  SStringStream frame;
+  if (ZYNAdmXmlParser::GetXml(skeleton, frame) == 0) return 0;
+  // The frame holds one slot for each list, in order; a tree of its own slot elements
+  // would hold more, and takes the plain road.
+  std::vector<size_t> slots;
+  for (size_t at = frame.bytes.find(S_Slot); at != std::string::npos; at = frame.bytes.find(S_Slot, at + 1)) {
+    slots.push_back(at);
+  }
+  if (slots.size() != lists.size()) return ZYNAdmXmlParser::GetXml(element, digest);
+
+  SRanges ranges(lists, workers);
+  if (digest.Open() == 0) return 0;
+  unsigned char* bytes = reinterpret_cast<unsigned char*>(&frame.bytes[0]);
+  size_t from = 0;
+  for (size_t list = 0; list <= lists.size(); ++list) {
+    size_t to = list < lists.size() ? slots[list] : frame.bytes.size();
+    int size = static_cast<int>(to - from);
+    if (size > 0 && digest.Write(bytes + from, size) != size) return 0;
+    if (list == lists.size()) break;
+    if (!ranges.Digest(list, digest)) return 0;
+    from = to + std::strlen(S_Slot);
+  }
+  return digest.Close() != 0 ? 1 : 0;
+}

@@ -1,0 +1,21 @@
+#ifndef ZYN_XML_ZYNADMXMLPARALLELDIGEST_H
+#define ZYN_XML_ZYNADMXMLPARALLELDIGEST_H
+
+// ZYNAdmXmlParallelDigest.h - the compact form of a large tree digested with every core
+// writing a part of it.
+
+class ZYNAdmSHA256;
+class ZYNAdmXmlElement;
+
+// What ZYNAdmXmlParser::GetXml(element, digest) gives, byte for byte: elements with
+// thousands of children (the File elements of a volume) are written in ranges by worker
+// threads and digested in order; the rest of the tree is written once around them. A
+// small tree, or one processor, takes the plain road. During the call no other thread
+// may touch the tree.
+class ZYNAdmXmlParallelDigest {
+ public:
+  // 1 success, 0 failure, as GetXml.
+  static int GetXml(const ZYNAdmXmlElement& element, ZYNAdmSHA256& digest);
+};
+
+#endif
