@@ -40,6 +40,8 @@ static int sRefuseOptions() {
   sDisplayFailure();
   if (!Options::IsQuiet() && Options::IsPhysicalCD()) {
     ZYNInsMsg::TracePrint(DString(L"\nPress Enter to finish\n"));
+    // A program reading through a pipe must see the line before the wait.
+    std::fflush(stdout);
     std::getchar();
   }
   return 2;
