@@ -212,6 +212,20 @@ int ZYNInsMediaCheckerOptions::_TakeCDsToCheck(DStrings& args) {
   return 0;
 }
 
+// Read as the pieces were, so "0" and "-3" pass the parsing and are refused only here,
+// where the count is known: a volume the media lacks would be skipped without a word.
+int ZYNInsMediaCheckerOptions::CheckCDsToCheck(int volumeCount) {
+  for (int i = 0; i < _CDsToCheck.GetLength(); ++i) {
+    DString const& piece = *_CDsToCheck.GetAsPtr(i);
+    int number = 0;
+    piece.ConvertToNum(number, "%d");
+    if (number >= 1 && number <= volumeCount) continue;
+    return sFail(DString(S_Where) + L" (-cds) invalid index value : " + piece,
+                 ZYNInsMsg::BuildMsg(DString(L"/P1: invalid argument"), DStrings(piece)));
+  }
+  return 0;
+}
+
 // "-<n> <path>" names where volume n stands. The key is the text after the dash as the
 // user wrote it; "%d" stops at the first non-digit, so "-2x" is key "2x".
 void ZYNInsMediaCheckerOptions::_TakeCustomCDPaths(DStrings& args) {

@@ -35,6 +35,10 @@ class ZYNInsMediaCheckerOptions {
   static DString GetAMrelativePath() { return _AM_RelativePath; }
   static DStrings GetCDsToCheck() { return _CDsToCheck; }
 
+  // Once the reference tells how many volumes the media has: 0 when -cds names only
+  // those, else 1 with the first other number refused as an invalid -cds value.
+  static int CheckCDsToCheck(int volumeCount);
+
   // The volume of the larger media that holds volume `cdIndex` of an Assembly Media.
   static int GetRelativeAmCdIndex(int cdIndex);
 

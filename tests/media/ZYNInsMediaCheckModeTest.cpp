@@ -179,6 +179,23 @@ TEST_F(CheckMode, QuestionReachesAPipeBeforeTheAnswerIsRead) {
   EXPECT_EQ(result.out, "1\nstatus 2\n");
 }
 
+// -cds naming a volume that the media lacks is refused once the reference tells the
+// count, before anything is scanned, though every file of the media is damaged.
+TEST_F(CheckMode, CdsNamingNoVolumeOfTheMediaIsRefused) {
+  tree.File("media/1/setup", "changed\n");
+  tree.File("media/2/b.bin", "changed\n");
+  const struct {
+    std::string cds, refused;
+  } cases[] = {{"3", "3"}, {"0", "0"}, {"-1", "-1"}, {"2,3", "3"}};
+  for (auto const& c : cases) {
+    ChildResult result = Check({"-cds", c.cds});
+    EXPECT_EQ(result.status, 2) << c.cds;
+    EXPECT_TRUE(EndsWith(result.out, "\n" + c.refused + ": invalid argument\n\n")) << c.cds << result.out;
+    EXPECT_EQ(result.out.find("<Media Volume"), std::string::npos) << c.cds;
+    EXPECT_FALSE(tree.Exists("report.xml")) << c.cds;
+  }
+}
+
 TEST_F(CheckMode, QuietRunNeverPromptsAndReportsTheWrongVolume) {
   ChildResult result = Check({"-2", cd1, "-quiet"}, "2\n" + cd2 + "\n");
   EXPECT_EQ(result.status, 2);
