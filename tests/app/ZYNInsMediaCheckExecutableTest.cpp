@@ -3,11 +3,17 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
 #include <filesystem>
+#include <functional>
 #include <fstream>
 #include <string>
 #include <vector>
 
+#include "ZYNAdmStdLib.h"
 #include "support/ChildProcess.h"
 #include "support/ZYNTestTempTree.h"
 
@@ -261,6 +267,43 @@ TEST_F(MediaCheckOnTree, DerivesVolumeOneFromWhereTheExecutableStands) {
     ChildResult r = RunZyn({}, {}, root, exe);
     EXPECT_EQ(r.out, expected) << exe;
     EXPECT_EQ(r.status, 2);
+  }
+}
+
+// What stands at the -xml path before the run: a link gives way to the report and its
+// target is left alone; a character device is written in place and kept; what can hold
+// no report is refused at once, and a FIFO no longer blocks the run.
+TEST_F(MediaCheckOnTree, ReportPathIsProbedByWhatStandsThere) {
+  tree.File("victim", "keep");
+  const std::string x = P("x");
+  const struct {
+    char const* name;
+    std::function<int()> make;
+    unsigned typeAfter;
+    std::string refusal;
+  } cases[] = {
+      {"link", [&] { return symlink(P("victim").c_str(), x.c_str()); }, S_IFREG, ""},
+      {"character device", [&] { return mknod(x.c_str(), S_IFCHR | 0666, makedev(1, 3)); }, S_IFCHR, ""},
+      {"FIFO", [&] { return mkfifo(x.c_str(), 0666); }, S_IFIFO, "-xml: unable to write to " + x},
+      {"folder", [&] { return mkdir(x.c_str(), 0755); }, S_IFDIR,
+       x + " Is a directory\n\n-xml: unable to write to " + x},
+      {"block device", [&] { return mknod(x.c_str(), S_IFBLK | 0600, makedev(7, 250)); }, S_IFBLK,
+       "-xml: unable to write to " + x},
+  };
+  for (auto const& c : cases) {
+    ASSERT_EQ(c.make(), 0) << c.name;
+    ChildResult r = RunChild({"/usr/bin/timeout", "-s", "KILL", "30", ZYN_EXE_PATH, "-CD1Path", P("1"), "-xml", x},
+                             {"ZYN_DEBUG_DISPLAY", "ZYN_DEBUG_WAIT", "LC_ALL=C"}, "", root);
+    EXPECT_EQ(r.status, 2) << c.name;
+    if (c.refusal.empty()) {
+      EXPECT_NE(r.out.find("A report file has been written to " + x), std::string::npos) << c.name;
+    } else {
+      EXPECT_EQ(r.out, Block(c.refusal) + kPause) << c.name;
+    }
+    struct stat status;
+    EXPECT_EQ(lstat(x.c_str(), &status) == 0 ? status.st_mode & S_IFMT : 0, c.typeAfter) << c.name;
+    EXPECT_EQ(tree.Read("victim"), "keep") << c.name;
+    ZYNAdmStdLib::Delete(ZYNTestD(x));
   }
 }
 
