@@ -56,8 +56,11 @@ static int sRelaunchFromTemporaryCopy(DStrings args) {
   }
   if (args.Find(DString(L"-dup"), 0) < 0) args.PutBack(DString(L"-dup"));
   if (Services::RestartFromTempExecutable(args, DString()) != 0) return sDisplayFailure();
-  // Reached only where the executable already stood in the temporary folder.
-  return 0;
+  // Reached only where the executable already stands in the temporary folder: check in
+  // place, as the copy would, parsing the same line; the file is not ours to remove.
+  int parsed = Options::ProcessOptions(args);
+  if (parsed != 0) return sRefuseOptions();
+  return Services::CheckMode();
 }
 
 static int sCheck(DStrings const& args) {

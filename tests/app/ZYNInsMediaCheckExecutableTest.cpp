@@ -307,20 +307,40 @@ TEST_F(MediaCheckOnTree, ReportPathIsProbedByWhatStandsThere) {
   }
 }
 
-// The only test that lets a first run on a physical media replace itself by its copy in
-// the temporary folder: that copy's name is shared by every run on the machine.
-TEST_F(MediaCheckOnTree, FirstRunOnAPhysicalMediaChecksFromATemporaryCopy) {
-  Dirs({"mnt/bin/x"});
-  fs::remove("/tmp/ZYNInsMediaCheck");
-  const std::string exe = P("mnt/bin/x/ZYNInsMediaCheck");
-  fs::copy_file(ZYN_EXE_PATH, exe);
-  ChildResult r = RunZyn({}, {}, root, exe);
-  // All that shows is the second run's: the banner and the check of the media.
-  EXPECT_EQ(r.out, "{Checker Mode}\n{Physical Media}\n{CD to check : all}\n{CD1 path : " + P("mnt") + "}\n" +
-                       NoReference(Misses(""), P("mnt") + "//0data/MediaContent.xml", kTempReport));
-  EXPECT_EQ(r.status, 2);
-  EXPECT_TRUE(fs::exists(exe));
-  EXPECT_FALSE(fs::exists("/tmp/ZYNInsMediaCheck"));
+// Runs `script` in /bin/sh with a private, empty /tmp mounted for it alone, so that the
+// fixed name of the temporary copy is shared with no other run; "$0" is the program.
+ChildResult RunInPrivateTmp(std::string const& script) {
+  return RunChild({"/usr/bin/unshare", "-m", "--propagation", "private", "/bin/sh", "-c",
+                   "mount -t tmpfs zyn /tmp && cd /tmp && " + script, ZYN_EXE_PATH},
+                  {"ZYN_DEBUG_DISPLAY", "ZYN_DEBUG_WAIT", "LC_ALL=C"});
+}
+
+// A physical media with one altered file, checked by the media's own executable, which
+// moves to a fresh copy (a link planted at the copy's name goes, its target stays), or
+// by one already standing in the temporary folder, which checks in place and stays.
+TEST(MediaCheckInPrivateTmp, PhysicalMediaIsCheckedFromTheTemporaryFolder) {
+  if (RunInPrivateTmp("true").status != 0) GTEST_SKIP() << "no private mount namespace here";
+  const std::string media =
+      "mkdir -p t/1/bin/x && cp \"$0\" t/1/bin/x/ZYNInsMediaCheck && echo a > t/1/f && "
+      "\"$0\" -generate -quiet -CD1Path /tmp/t/1 && mv t/1 mnt && echo b > mnt/f && echo keep > victim && ";
+  const std::string after = "; echo \"status $?\"; cat victim; ls ZYNInsMediaCheck";
+  const struct {
+    char const* name;
+    std::string run, tail;
+  } cases[] = {
+      {"from the media", "ln -s /tmp/victim ZYNInsMediaCheck && mnt/bin/x/ZYNInsMediaCheck",
+       "status 1\nkeep\n"},
+      {"from the temporary folder", "cp \"$0\" ZYNInsMediaCheck && /tmp/ZYNInsMediaCheck -CD1Path /tmp/mnt",
+       "status 1\nkeep\nZYNInsMediaCheck\n"},
+  };
+  for (auto const& c : cases) {
+    ChildResult r = RunInPrivateTmp(media + c.run + after);
+    EXPECT_EQ(r.out.find("{Checker Mode}\n{Physical Media}\n{CD to check : all}\n{CD1 path : /tmp/mnt}\n"), 0u)
+        << c.name << r.out;
+    EXPECT_NE(r.out.find("Status: FAILED\n\nA report file has been written to /tmp/MediaCheck_report.xml\n\n" + c.tail),
+              std::string::npos)
+        << c.name << r.out;
+  }
 }
 
 }  // namespace
