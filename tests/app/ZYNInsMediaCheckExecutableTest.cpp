@@ -24,6 +24,7 @@ namespace {
 std::string Block(std::string const& text) { return "\n\nError\n" + text + "\n\n"; }
 const std::string kPause = "\nPress Enter to finish\n";
 const std::string kTempReport = "/tmp/MediaCheck_report.xml";
+const std::string kTimeout = "/usr/bin/timeout";
 
 // A check that finds no reference file on volume 1: the records left by the search for
 // an Assembly Media come first, then the missing file, then the verdict.
@@ -292,8 +293,7 @@ TEST_F(MediaCheckOnTree, ReportPathIsProbedByWhatStandsThere) {
   };
   for (auto const& c : cases) {
     ASSERT_EQ(c.make(), 0) << c.name;
-    ChildResult r = RunChild({"/usr/bin/timeout", "-s", "KILL", "30", ZYN_EXE_PATH, "-CD1Path", P("1"), "-xml", x},
-                             {"ZYN_DEBUG_DISPLAY", "ZYN_DEBUG_WAIT", "LC_ALL=C"}, "", root);
+    ChildResult r = RunZyn({"-s", "KILL", "30", ZYN_EXE_PATH, "-CD1Path", P("1"), "-xml", x}, {}, root, kTimeout);
     EXPECT_EQ(r.status, 2) << c.name;
     if (c.refusal.empty()) {
       EXPECT_NE(r.out.find("A report file has been written to " + x), std::string::npos) << c.name;
@@ -310,9 +310,9 @@ TEST_F(MediaCheckOnTree, ReportPathIsProbedByWhatStandsThere) {
 // Runs `script` in /bin/sh with a private, empty /tmp mounted for it alone, so that the
 // fixed name of the temporary copy is shared with no other run; "$0" is the program.
 ChildResult RunInPrivateTmp(std::string const& script) {
-  return RunChild({"/usr/bin/unshare", "-m", "--propagation", "private", "/bin/sh", "-c",
-                   "mount -t tmpfs zyn /tmp && cd /tmp && " + script, ZYN_EXE_PATH},
-                  {"ZYN_DEBUG_DISPLAY", "ZYN_DEBUG_WAIT", "LC_ALL=C"});
+  return RunZyn({"-m", "--propagation", "private", "/bin/sh", "-c", "mount -t tmpfs zyn /tmp && cd /tmp && " + script,
+                 ZYN_EXE_PATH},
+                {}, "", "/usr/bin/unshare");
 }
 
 // A physical media with one altered file, checked by the media's own executable, which

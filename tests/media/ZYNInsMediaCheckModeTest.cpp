@@ -157,8 +157,7 @@ TEST_F(CheckMode, EndOfInputCancelsAQuestionThatWouldComeAgain) {
       {"while a path is asked for", "2\n", 1, 0, 1},
   };
   for (auto const& c : cases) {
-    ChildResult result = RunChild({"/bin/sh", "-c", command, ZYN_EXE_PATH, cd1, report},
-                                  {"ZYN_DEBUG_DISPLAY", "ZYN_DEBUG_WAIT", "LC_ALL=C"}, c.input);
+    ChildResult result = RunZyn({"-c", command, ZYN_EXE_PATH, cd1, report}, {}, "", "/bin/sh", c.input);
     EXPECT_TRUE(EndsWith(result.out, "\nstatus 2\n")) << c.name;
     EXPECT_EQ(Count(result.out, "\nWrong CD at"), c.prompts) << c.name;
     EXPECT_EQ(Count(result.out, "Unknow response value : ["), c.wrongAnswers) << c.name;
@@ -174,8 +173,7 @@ TEST_F(CheckMode, QuestionReachesAPipeBeforeTheAnswerIsRead) {
       "exec 3> \"$2/in\"; "
       "i=0; while [ $i -lt 100 ] && ! grep -q 'Custom Path' \"$2/out\"; do sleep 0.1; i=$((i+1)); done; "
       "grep -c 'Wrong CD' \"$2/out\"; echo 1 >&3; exec 3>&-; wait $!; echo \"status $?\"";
-  ChildResult result =
-      RunChild({"/bin/sh", "-c", script, ZYN_EXE_PATH, cd1, tree.Root()}, {"ZYN_DEBUG_DISPLAY", "LC_ALL=C"});
+  ChildResult result = RunZyn({"-c", script, ZYN_EXE_PATH, cd1, tree.Root()}, {}, "", "/bin/sh");
   EXPECT_EQ(result.out, "1\nstatus 2\n");
 }
 
