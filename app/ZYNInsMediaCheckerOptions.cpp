@@ -1,8 +1,13 @@
 #include "ZYNInsMediaCheckerOptions.h"
 
-#include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 
 #include "ZYNAdmError.h"
+#include "ZYNAdmNarrowText.h"
 #include "ZYNAdmStdLib.h"
 #include "ZYNInsDir.h"
 #include "ZYNInsMsg.h"
@@ -25,6 +30,7 @@ bool ZYNInsMediaCheckerOptions::_physicalCD = true;
 bool ZYNInsMediaCheckerOptions::_generate = false;
 bool ZYNInsMediaCheckerOptions::_AssemblyMedia = false;
 bool ZYNInsMediaCheckerOptions::_HasBeenDuplicated = false;
+bool ZYNInsMediaCheckerOptions::_reportIsDevice = false;
 int ZYNInsMediaCheckerOptions::_AM_CDindex = 0;
 
 static const wchar_t S_Where[] = L"{ZYNInsMediaCheckerOptions::ProcessOptions}";
@@ -61,14 +67,47 @@ static int sTakeValue(DStrings& args, wchar_t const* option, DString& value) {
   return 1;
 }
 
+// `error` 0: there was no system failure to record, only a kind of file refused.
+static int sUnwritableReport(DString const& file, int error) {
+  if (error != 0) ZYNInsDir::PushSystemError(file, error);
+  return sFail(DString(S_Where) + L" (-xml) fail to close file : " + file,
+               ZYNInsMsg::BuildMsg(DString(L"-xml: unable to write to /P1"), DStrings(file)));
+}
+
+// Opened without following a link and without waiting, so that nothing put there after
+// the look can make the probe write elsewhere or block.
+static int sProbeByWriting(DString const& file, char const* narrow, int flags) {
+  int probe = open(narrow, O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | flags, 0666);
+  if (probe < 0) return sUnwritableReport(file, errno);
+  if (close(probe) != 0) return sUnwritableReport(file, errno);
+  return 0;
+}
+
 // The report is written only after a scan that may take long: make sure now that the
-// path can be written. A file that stood there is gone afterwards.
-static int sProbeReportFile(DString const& file) {
-  FILE* probe = ZYNInsDir::FOpen(file, DString(L"wb"));
-  if (probe == nullptr || std::fclose(probe) != 0) {
-    return sFail(DString(S_Where) + L" (-xml) fail to close file : " + file,
-                 ZYNInsMsg::BuildMsg(DString(L"-xml: unable to write to /P1"), DStrings(file)));
+// path can be written. What stands there decides how: a file or nothing is created and
+// removed again; a link goes, so that the report replaces the link and never touches
+// its target; a character device such as /dev/null is kept and written in place. A
+// FIFO would block, and a folder, socket or block device is no place for a report.
+int ZYNInsMediaCheckerOptions::_ProbeReportFile() {
+  DString const& file = _reportFile;
+  ZYNAdmNarrowText narrow(file);
+  if (narrow.IsNull()) {
+    ZYNAdmError::Push(DString(L"Null pointer assignment"));
+    return sUnwritableReport(file, 0);
   }
+  struct stat status;
+  bool exists = lstat(narrow.Get(), &status) == 0;
+  if (exists && S_ISLNK(status.st_mode)) {
+    if (unlink(narrow.Get()) != 0) return sUnwritableReport(file, errno);
+    exists = false;
+  }
+  if (exists && S_ISCHR(status.st_mode)) {
+    _reportIsDevice = true;
+    return sProbeByWriting(file, narrow.Get(), 0);
+  }
+  if (exists && S_ISDIR(status.st_mode)) return sUnwritableReport(file, EISDIR);
+  if (exists && !S_ISREG(status.st_mode)) return sUnwritableReport(file, 0);
+  if (sProbeByWriting(file, narrow.Get(), O_CREAT | O_TRUNC) != 0) return 1;
   ZYNAdmStdLib::Delete(file);
   return 0;
 }
@@ -91,6 +130,7 @@ void ZYNInsMediaCheckerOptions::ResetValues() {
   _HasBeenDuplicated = false;
   _AM_RelativePath.Empty();
   _reportFile.Empty();
+  _reportIsDevice = false;
   _relInfoFile.Empty();
   _extDir.Empty();
   _CD1Path.Empty();
@@ -171,7 +211,7 @@ int ZYNInsMediaCheckerOptions::_TakeValues(DStrings& args, DString const& progra
   if (taken < 0) return sMissingValue(L"-refDir");
   taken = sTakeValue(args, L"-xml", _reportFile);
   if (taken < 0) return sMissingValue(L"-xml");
-  if (taken > 0 && sProbeReportFile(_reportFile) != 0) return 1;
+  if (taken > 0 && _ProbeReportFile() != 0) return 1;
 
   taken = sTakeValue(args, L"-CD1Path", _CD1Path);
   if (taken < 0) return sMissingValue(L"-CD1Path");
@@ -208,6 +248,20 @@ int ZYNInsMediaCheckerOptions::_TakeCDsToCheck(DStrings& args) {
   if (_CDsToCheck.IsEmpty()) {
     return sFail(DString(S_Where) + L" (-cds) no valid index has beeen extracted from : " + raw,
                  DString(L"-cds: missing value(s)"));
+  }
+  return 0;
+}
+
+// Read as the pieces were, so "0" and "-3" pass the parsing and are refused only here,
+// where the count is known: a volume the media lacks would be skipped without a word.
+int ZYNInsMediaCheckerOptions::CheckCDsToCheck(int volumeCount) {
+  for (int i = 0; i < _CDsToCheck.GetLength(); ++i) {
+    DString const& piece = *_CDsToCheck.GetAsPtr(i);
+    int number = 0;
+    piece.ConvertToNum(number, "%d");
+    if (number >= 1 && number <= volumeCount) continue;
+    return sFail(DString(S_Where) + L" (-cds) invalid index value : " + piece,
+                 ZYNInsMsg::BuildMsg(DString(L"/P1: invalid argument"), DStrings(piece)));
   }
   return 0;
 }

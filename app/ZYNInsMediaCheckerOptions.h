@@ -34,6 +34,13 @@ class ZYNInsMediaCheckerOptions {
   static DString GetCDsPath() { return _CDsPath; }
   static DString GetAMrelativePath() { return _AM_RelativePath; }
   static DStrings GetCDsToCheck() { return _CDsToCheck; }
+  // The -xml target is a character device (/dev/null): the report goes into it in
+  // place, never through a new file renamed over it.
+  static bool IsReportFileDevice() { return _reportIsDevice; }
+
+  // Once the reference tells how many volumes the media has: 0 when -cds names only
+  // those, else 1 with the first other number refused as an invalid -cds value.
+  static int CheckCDsToCheck(int volumeCount);
 
   // The volume of the larger media that holds volume `cdIndex` of an Assembly Media.
   static int GetRelativeAmCdIndex(int cdIndex);
@@ -46,6 +53,7 @@ class ZYNInsMediaCheckerOptions {
   static bool _HasBeenDuplicated;
   static DString _AM_RelativePath;
   static DString _reportFile;
+  static bool _reportIsDevice;
   static DString _relInfoFile;
   static DString _extDir;
   static DString _CD1Path;
@@ -57,6 +65,7 @@ class ZYNInsMediaCheckerOptions {
 
  private:
   static int _TakeValues(DStrings& args, DString const& programPath);
+  static int _ProbeReportFile();
   static int _TakeCDsToCheck(DStrings& args);
   static void _TakeCustomCDPaths(DStrings& args);
   static int _CheckCombinations();

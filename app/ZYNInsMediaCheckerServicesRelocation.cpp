@@ -1,5 +1,6 @@
 // A physical media is checked from a copy of the executable in the temporary folder: the
 // volume that holds the running program is one of those the user must change.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -11,11 +12,17 @@
 #include "DStrings.h"
 #include "ZYNAdmCodePage.h"
 #include "ZYNAdmError.h"
+#include "ZYNAdmNarrowText.h"
 #include "ZYNInsDir.h"
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMsg.h"
 
-static const mode_t S_EveryoneMayUse = 0777;
+// Runnable by all, whatever the media's bits were, but writable by its owner alone:
+// anybody else who could write it between the copy and the start would run their code
+// as the user who checks.
+static const mode_t S_CopyMode = 0755;
+static const mode_t S_OwnerOnly = 0700;
+static const size_t S_CopyChunk = 16384;
 
 static int sFail(DString const& message) {
   ZYNAdmError::Push(message, ZYNAdmErrorTypeApplication, 0x80004005, 1);
@@ -26,21 +33,68 @@ static int sFailWithSystemError(DString const& path, int error) {
   return sFail(path + L"\n" + ZYNAdmCodePage::ConvertStrToUcs(std::strerror(error)));
 }
 
-// The copy must run whatever permissions the media gave the original.
-static int sMakeUsableByAll(DString const& target) {
-  FILE* stream = ZYNInsDir::FOpen(target, DString(L"r"));
-  if (stream == nullptr) return 1;
-  struct stat status;
-  if (fstat(fileno(stream), &status) != 0) {
-    std::fclose(stream);
-    return sFail(DString(L"Internal error"));
+static int sFailOnFile(DString const& path, int error) {
+  ZYNInsDir::PushSystemError(path, error);
+  return 1;
+}
+
+static int sCopyBytes(int from, DString const& source, int to, DString const& target) {
+  char buffer[S_CopyChunk];
+  for (;;) {
+    ssize_t got = read(from, buffer, sizeof buffer);
+    if (got == 0) return 0;
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return sFailOnFile(source, errno);
+    for (ssize_t put = 0; put < got;) {
+      ssize_t written = write(to, buffer + put, static_cast<size_t>(got - put));
+      if (written < 0 && errno == EINTR) continue;
+      if (written < 0) return sFailOnFile(target, errno);
+      put += written;
+    }
   }
-  if (fchmod(fileno(stream), status.st_mode | S_EveryoneMayUse) != 0) {
+}
+
+// Whatever stands at the target goes first (a link itself, never what it points to);
+// the copy is then created by this run alone. A name taken again in between fails the
+// exclusive create instead of being used.
+static int sWriteCopy(int from, DString const& source, char const* narrowTarget, DString const& target,
+                      struct stat& written) {
+  if (unlink(narrowTarget) != 0 && errno != ENOENT) return sFailOnFile(target, errno);
+  int to = open(narrowTarget, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_OwnerOnly);
+  if (to < 0) return sFailOnFile(target, errno);
+  if (sCopyBytes(from, source, to, target) != 0) {
+    close(to);
+    return 1;
+  }
+  if (fchmod(to, S_CopyMode) != 0 || fstat(to, &written) != 0) {
     int error = errno;
-    std::fclose(stream);
+    close(to);
     return sFailWithSystemError(target, error);
   }
-  std::fclose(stream);
+  if (close(to) != 0) return sFailWithSystemError(target, errno);
+  return 0;
+}
+
+// Leaves in `copy` a descriptor on the very file this run wrote, to be started as it
+// is. A file still open for writing can't be started, hence the second open; the device
+// and inode prove that nothing took the name in between.
+static int sCopyForStart(DString const& source, DString const& target, int& copy) {
+  ZYNAdmNarrowText narrowSource(source);
+  ZYNAdmNarrowText narrowTarget(target);
+  if (narrowSource.IsNull() || narrowTarget.IsNull()) return sFail(DString(L"Internal error"));
+  int from = open(narrowSource.Get(), O_RDONLY | O_CLOEXEC);
+  if (from < 0) return sFailOnFile(source, errno);
+  struct stat written;
+  int copied = sWriteCopy(from, source, narrowTarget.Get(), target, written);
+  close(from);
+  if (copied != 0) return 1;
+  copy = open(narrowTarget.Get(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+  if (copy < 0) return sFailOnFile(target, errno);
+  struct stat opened;
+  if (fstat(copy, &opened) != 0 || opened.st_dev != written.st_dev || opened.st_ino != written.st_ino) {
+    close(copy);
+    return sFail(DString(L"Internal error"));
+  }
   return 0;
 }
 
@@ -77,18 +131,23 @@ int ZYNInsMediaCheckerServices::RestartFromTempExecutable(DStrings args, DString
 
   DString source = ZYNInsDir::GetExecutableFullPath(resolved);
   if (source.IsEmpty()) return sFail(DString(L"Internal error"));
-  if (!ZYNInsDir::FileCopy(source, target)) return 1;
-  if (sMakeUsableByAll(target) != 0) return 1;
+  int copy = -1;
+  if (sCopyForStart(source, target, copy) != 0) return 1;
 
   args.Remove(0);
   args.PutFront(target);
   char** argv = sNarrowArguments(args);
-  if (argv == nullptr) return sFail(DString(L"Internal error"));
+  if (argv == nullptr) {
+    close(copy);
+    return sFail(DString(L"Internal error"));
+  }
   ZYNInsMsg::Debug(DString(L"{ZYNInsMediaCheckerServices::RestartFromTempExecutable} into forked process !"));
   // What is still buffered would be lost with the process image.
   std::fflush(stdout);
-  execv(argv[0], argv);
-  return sFailWithSystemError(target, errno);
+  fexecve(copy, argv, environ);
+  int error = errno;
+  close(copy);
+  return sFailWithSystemError(target, error);
 }
 
 bool ZYNInsMediaCheckerServices::RemoveTempExecutable(DString path) { return !ZYNInsDir::RemoveFile(path); }

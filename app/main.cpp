@@ -40,6 +40,8 @@ static int sRefuseOptions() {
   sDisplayFailure();
   if (!Options::IsQuiet() && Options::IsPhysicalCD()) {
     ZYNInsMsg::TracePrint(DString(L"\nPress Enter to finish\n"));
+    // A program reading through a pipe must see the line before the wait.
+    std::fflush(stdout);
     std::getchar();
   }
   return 2;
@@ -54,8 +56,11 @@ static int sRelaunchFromTemporaryCopy(DStrings args) {
   }
   if (args.Find(DString(L"-dup"), 0) < 0) args.PutBack(DString(L"-dup"));
   if (Services::RestartFromTempExecutable(args, DString()) != 0) return sDisplayFailure();
-  // Reached only where the executable already stood in the temporary folder.
-  return 0;
+  // Reached only where the executable already stands in the temporary folder: check in
+  // place, as the copy would, parsing the same line; the file is not ours to remove.
+  int parsed = Options::ProcessOptions(args);
+  if (parsed != 0) return sRefuseOptions();
+  return Services::CheckMode();
 }
 
 static int sCheck(DStrings const& args) {

@@ -17,11 +17,13 @@
 static const int S_CopyChunk = 512;
 static const int S_CwdBufferSize = 512;
 
-static void sPushSystemError(DString const& path, int error) {
+void ZYNInsDir::PushSystemError(DString const& path, int error) {
   DString message(path);
   message.Append(DString(L" "), ZYNAdmCodePage::ConvertStrToUcs(std::strerror(error)), DString(L"\n"));
   ZYNAdmError::Push(message);
 }
+
+static void sPushSystemError(DString const& path, int error) { ZYNInsDir::PushSystemError(path, error); }
 
 static void sPushNullPointer() { ZYNAdmError::Push(DString(L"Null pointer assignment")); }
 

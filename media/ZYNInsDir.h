@@ -28,6 +28,8 @@ class ZYNInsDir {
   static FILE* FOpen(DString path, DString mode);
   static bool FileCopy(DString source, DString target);
   static bool RemoveFile(DString path);
+  // The record every failure above leaves: path, blank, the system's text, LF.
+  static void PushSystemError(DString const& path, int error);
 };
 
 #endif

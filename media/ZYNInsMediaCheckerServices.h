@@ -21,7 +21,7 @@ class ZYNInsMediaCheckerServices {
 
   // Asks the user for volume `cdIndex`, showing `message` (a default text when empty);
   // a custom path typed is stored at once in `path` and in the options. 0 go on, 1
-  // cancelled, five wrong answers, or a quiet run.
+  // cancelled, five wrong answers, standard input ended, or a quiet run.
   static int AskForCD(int cdIndex, DString message, DString& path);
 
   // Appends one line per difference between the reference of volume 1 and the fresh

@@ -14,6 +14,20 @@ typedef ZYNInsMediaCheckerServices Services;
 
 static const wchar_t S_ToolVersion[] = L"1.1";
 
+// The CD elements of the reference, one for each volume of the media; -1 without CDs,
+// which the scan reports in its own words.
+static int sVolumeCount(ZYNAdmXmlElement const& reference) {
+  ZYNAdmXmlElement cds;
+  if (Services::GetFirstElement(reference, DString(L"CDs"), cds) == 0) return -1;
+  DString const wanted(L"CD");
+  int count = 0;
+  for (void* it = cds.GetChildren(); it != nullptr;) {
+    DString const& name = cds.GetChild(it).GetNameRef();
+    if (name.Length() == wanted.Length() && name.IsSubStringAt(0, wanted)) ++count;
+  }
+  return count;
+}
+
 // A run that stops before its verdict still leaves its reason in a report.
 static int sStop(DString const& reason, DString const& relData) {
   Services::DisplayError(reason);
@@ -40,6 +54,13 @@ int ZYNInsMediaCheckerServices::CheckMode() {
   if (version != DString(S_ToolVersion)) {
     DString invalid(L"Invalid tool version\n\nInput file: /P1\nTool: /P2\n");
     return sStop(ZYNInsMsg::BuildMsg(invalid, DStrings(version, DString(S_ToolVersion))), DString());
+  }
+  // A volume the media lacks would be skipped without a word and the check pass on
+  // nothing: refused as any invalid -cds value is, before a volume is scanned.
+  int volumes = sVolumeCount(reference);
+  if (volumes >= 0 && Options::CheckCDsToCheck(volumes) != 0) {
+    DisplayError(ZYNAdmError::Pop());
+    return 2;
   }
   DString relData;
   GetRelData(reference, relData);

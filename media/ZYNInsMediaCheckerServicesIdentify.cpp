@@ -41,6 +41,10 @@ static void sDebug(wchar_t const* where, DString const& text) { ZYNInsMsg::Debug
 
 static DString sNumber(int value) { return DString::FromNum(value, "%d"); }
 
+// Past the end of standard input every answer would be the same: a question that would
+// be asked again is answered as a cancel instead.
+static bool sInputEnded() { return std::feof(stdin) != 0 || std::ferror(stdin) != 0; }
+
 static void sPush(DString const& message) { ZYNAdmError::Push(message, ZYNAdmErrorTypeApplication, 0x80004005, 1); }
 
 // Unless the user said otherwise, a physical media brings every volume to the place of
@@ -156,9 +160,11 @@ int ZYNInsMediaCheckerServices::CheckIfCorrectCD(int cdIndex, DString expectedHa
     return 3;
   }
   // Once a wrong volume has been answered, a cancel brings the question back: only the
-  // right volume ends it, even after standard input has ended.
-  while (CheckIfCorrectCD(cdIndex, expectedHash, expectedRelData) != 1) continue;
-  return 1;
+  // right volume ends it, or the end of standard input.
+  for (;;) {
+    if (CheckIfCorrectCD(cdIndex, expectedHash, expectedRelData) == 1) return 1;
+    if (sInputEnded()) return 3;
+  }
 }
 
 // On an Assembly Media a typed path may name the larger media's volume; the sub-media's
@@ -192,6 +198,10 @@ int ZYNInsMediaCheckerServices::AskForCD(int cdIndex, DString message, DString& 
   text.Append(DString(physical ? L"\n[0]Ok\n[1]Cancel\n[2]Custom Path\n" : L"\n[1]Cancel\n[2]Custom Path\n"));
   int wrongAnswers = 0;
   for (;;) {
+    if (sInputEnded()) {
+      sDebug(S_AskWhere, DString(L" Cancelled !"));
+      return 1;
+    }
     ZYNInsMsg::TracePrint(text);
     DString answer = GetStdin();
     if (answer == DString(L"0")) return 0;
@@ -235,6 +245,8 @@ DString GetStdin() {
     ZYNInsMsg::Debug(DString(L"{GetStdin} Fail to malloc base buffer !"));
     return DString();
   }
+  // A program that drives us through a pipe must see the question before it answers.
+  std::fflush(stdout);
   int c = std::getchar();
   ZYNInsMsg::Debug(DString(L"{GetStdin} 1st char : ") + sNumber(c));
   int index = 0;

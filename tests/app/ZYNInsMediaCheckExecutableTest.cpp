@@ -3,11 +3,17 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
 #include <filesystem>
+#include <functional>
 #include <fstream>
 #include <string>
 #include <vector>
 
+#include "ZYNAdmStdLib.h"
 #include "support/ChildProcess.h"
 #include "support/ZYNTestTempTree.h"
 
@@ -18,6 +24,7 @@ namespace {
 std::string Block(std::string const& text) { return "\n\nError\n" + text + "\n\n"; }
 const std::string kPause = "\nPress Enter to finish\n";
 const std::string kTempReport = "/tmp/MediaCheck_report.xml";
+const std::string kTimeout = "/usr/bin/timeout";
 
 // A check that finds no reference file on volume 1: the records left by the search for
 // an Assembly Media come first, then the missing file, then the verdict.
@@ -264,20 +271,76 @@ TEST_F(MediaCheckOnTree, DerivesVolumeOneFromWhereTheExecutableStands) {
   }
 }
 
-// The only test that lets a first run on a physical media replace itself by its copy in
-// the temporary folder: that copy's name is shared by every run on the machine.
-TEST_F(MediaCheckOnTree, FirstRunOnAPhysicalMediaChecksFromATemporaryCopy) {
-  Dirs({"mnt/bin/x"});
-  fs::remove("/tmp/ZYNInsMediaCheck");
-  const std::string exe = P("mnt/bin/x/ZYNInsMediaCheck");
-  fs::copy_file(ZYN_EXE_PATH, exe);
-  ChildResult r = RunZyn({}, {}, root, exe);
-  // All that shows is the second run's: the banner and the check of the media.
-  EXPECT_EQ(r.out, "{Checker Mode}\n{Physical Media}\n{CD to check : all}\n{CD1 path : " + P("mnt") + "}\n" +
-                       NoReference(Misses(""), P("mnt") + "//0data/MediaContent.xml", kTempReport));
-  EXPECT_EQ(r.status, 2);
-  EXPECT_TRUE(fs::exists(exe));
-  EXPECT_FALSE(fs::exists("/tmp/ZYNInsMediaCheck"));
+// What stands at the -xml path before the run: a link gives way to the report and its
+// target is left alone; a character device is written in place and kept; what can hold
+// no report is refused at once, and a FIFO no longer blocks the run.
+TEST_F(MediaCheckOnTree, ReportPathIsProbedByWhatStandsThere) {
+  tree.File("victim", "keep");
+  const std::string x = P("x");
+  const struct {
+    char const* name;
+    std::function<int()> make;
+    unsigned typeAfter;
+    std::string refusal;
+  } cases[] = {
+      {"link", [&] { return symlink(P("victim").c_str(), x.c_str()); }, S_IFREG, ""},
+      {"character device", [&] { return mknod(x.c_str(), S_IFCHR | 0666, makedev(1, 3)); }, S_IFCHR, ""},
+      {"FIFO", [&] { return mkfifo(x.c_str(), 0666); }, S_IFIFO, "-xml: unable to write to " + x},
+      {"folder", [&] { return mkdir(x.c_str(), 0755); }, S_IFDIR,
+       x + " Is a directory\n\n-xml: unable to write to " + x},
+      {"block device", [&] { return mknod(x.c_str(), S_IFBLK | 0600, makedev(7, 250)); }, S_IFBLK,
+       "-xml: unable to write to " + x},
+  };
+  for (auto const& c : cases) {
+    ASSERT_EQ(c.make(), 0) << c.name;
+    ChildResult r = RunZyn({"-s", "KILL", "30", ZYN_EXE_PATH, "-CD1Path", P("1"), "-xml", x}, {}, root, kTimeout);
+    EXPECT_EQ(r.status, 2) << c.name;
+    if (c.refusal.empty()) {
+      EXPECT_NE(r.out.find("A report file has been written to " + x), std::string::npos) << c.name;
+    } else {
+      EXPECT_EQ(r.out, Block(c.refusal) + kPause) << c.name;
+    }
+    struct stat status;
+    EXPECT_EQ(lstat(x.c_str(), &status) == 0 ? status.st_mode & S_IFMT : 0, c.typeAfter) << c.name;
+    EXPECT_EQ(tree.Read("victim"), "keep") << c.name;
+    ZYNAdmStdLib::Delete(ZYNTestD(x));
+  }
+}
+
+// Runs `script` in /bin/sh with a private, empty /tmp mounted for it alone, so that the
+// fixed name of the temporary copy is shared with no other run; "$0" is the program.
+ChildResult RunInPrivateTmp(std::string const& script) {
+  return RunZyn({"-m", "--propagation", "private", "/bin/sh", "-c", "mount -t tmpfs zyn /tmp && cd /tmp && " + script,
+                 ZYN_EXE_PATH},
+                {}, "", "/usr/bin/unshare");
+}
+
+// A physical media with one altered file, checked by the media's own executable, which
+// moves to a fresh copy (a link planted at the copy's name goes, its target stays), or
+// by one already standing in the temporary folder, which checks in place and stays.
+TEST(MediaCheckInPrivateTmp, PhysicalMediaIsCheckedFromTheTemporaryFolder) {
+  if (RunInPrivateTmp("true").status != 0) GTEST_SKIP() << "no private mount namespace here";
+  const std::string media =
+      "mkdir -p t/1/bin/x && cp \"$0\" t/1/bin/x/ZYNInsMediaCheck && echo a > t/1/f && "
+      "\"$0\" -generate -quiet -CD1Path /tmp/t/1 && mv t/1 mnt && echo b > mnt/f && echo keep > victim && ";
+  const std::string after = "; echo \"status $?\"; cat victim; ls ZYNInsMediaCheck";
+  const struct {
+    char const* name;
+    std::string run, tail;
+  } cases[] = {
+      {"from the media", "ln -s /tmp/victim ZYNInsMediaCheck && mnt/bin/x/ZYNInsMediaCheck",
+       "status 1\nkeep\n"},
+      {"from the temporary folder", "cp \"$0\" ZYNInsMediaCheck && /tmp/ZYNInsMediaCheck -CD1Path /tmp/mnt",
+       "status 1\nkeep\nZYNInsMediaCheck\n"},
+  };
+  for (auto const& c : cases) {
+    ChildResult r = RunInPrivateTmp(media + c.run + after);
+    EXPECT_EQ(r.out.find("{Checker Mode}\n{Physical Media}\n{CD to check : all}\n{CD1 path : /tmp/mnt}\n"), 0u)
+        << c.name << r.out;
+    EXPECT_NE(r.out.find("Status: FAILED\n\nA report file has been written to /tmp/MediaCheck_report.xml\n\n" + c.tail),
+              std::string::npos)
+        << c.name << r.out;
+  }
 }
 
 }  // namespace

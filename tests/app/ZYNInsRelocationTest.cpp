@@ -44,15 +44,30 @@ Relaunched RelaunchInChild(std::vector<std::string> const& args, std::string con
   return result;
 }
 
-TEST(Relocation, CopyIsUsableByAllAndStartsUnderItsDoubleSlashName) {
-  ZYNTestTempTree tree;
-  for (auto const& dir : {"media", "temp"}) tree.Dir(dir);
-  std::string shell = tree.Path("media/sh");
-  ASSERT_EQ(CopyFile(const_cast<char*>("/bin/sh"), const_cast<char*>(shell.c_str())), 0);
-  chmod(shell.c_str(), 0500);
-  Relaunched result = RelaunchInChild({shell, "-c", "echo \"$0\"; stat -c %a \"$0\""}, tree.Path("temp///"));
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.out, tree.Path("temp//sh") + "\n777\n");
+// Whatever stood at the copy's name is replaced, a link without touching its target, and
+// the copy runs for all but is writable by its owner alone, whatever the media's bits.
+TEST(Relocation, CopyIsMadeAfreshWritableByItsOwnerOnlyAndStartsUnderItsDoubleSlashName) {
+  const struct {
+    char const* name;
+    void (*plant)(ZYNTestTempTree const&);
+  } cases[] = {
+      {"nothing", [](ZYNTestTempTree const&) {}},
+      {"a link to another file", [](ZYNTestTempTree const& t) { t.Link(t.Path("victim"), "temp/sh"); }},
+      {"a file writable by all", [](ZYNTestTempTree const& t) { chmod(t.File("temp/sh", "old").c_str(), 0777); }},
+  };
+  for (auto const& c : cases) {
+    ZYNTestTempTree tree;
+    for (auto const& dir : {"media", "temp"}) tree.Dir(dir);
+    std::string shell = tree.Path("media/sh");
+    ASSERT_EQ(CopyFile(const_cast<char*>("/bin/sh"), const_cast<char*>(shell.c_str())), 0);
+    chmod(shell.c_str(), 0500);
+    tree.File("victim", "keep");
+    c.plant(tree);
+    Relaunched result = RelaunchInChild({shell, "-c", "echo \"$0\"; stat -c %a%F \"$0\""}, tree.Path("temp///"));
+    EXPECT_EQ(result.status, 0) << c.name;
+    EXPECT_EQ(result.out, tree.Path("temp//sh") + "\n755regular file\n") << c.name;
+    EXPECT_EQ(tree.Read("victim"), "keep") << c.name;
+  }
 }
 
 // Runs that don't replace the process: already the copy, failures, and the removal,

@@ -119,10 +119,10 @@ TEST_F(CheckMode, WrongVolumeIsAskedForAgainUntilTheRightPathIsTyped) {
   EXPECT_TRUE(EndsWith(result.out, kPassed));
 }
 
-// A wrong answer brings the question again; five of them, as at the end of input, cancel.
-// No cancel has a report.
-TEST_F(CheckMode, CancelAndEndOfInputEndTheDialogueWithStatus2) {
+// A wrong answer brings the question again; five of them cancel. No cancel has a report.
+TEST_F(CheckMode, CancelEndsTheDialogueWithStatus2) {
   const std::string prompt = WrongCD(cd1) + kFileTreeMenu;
+  const std::string wrong = "\n\nError\nUnknow response value : [x] ( valide value : 0,1,2 )\n\n";
   const struct {
     char const* name;
     std::string input, tail;
@@ -130,7 +130,7 @@ TEST_F(CheckMode, CancelAndEndOfInputEndTheDialogueWithStatus2) {
   } cases[] = {
       {"garbage, then cancel", "abc\n1\n",
        prompt + "\n\nError\nUnknow response value : [abc] ( valide value : 0,1,2 )\n\n" + prompt, 2, 1},
-      {"end of input at the first question", "", "", 5, 5},
+      {"five wrong answers", "x\nx\nx\nx\nx\n", wrong, 5, 5},
   };
   for (auto const& c : cases) {
     ChildResult result = Check({"-2", cd1}, c.input);
@@ -142,15 +142,56 @@ TEST_F(CheckMode, CancelAndEndOfInputEndTheDialogueWithStatus2) {
   }
 }
 
-// Once a wrong volume has been answered, a cancel brings the question back, and so do
-// the five wrong answers of an ended input: the run never ends, and is cut here.
-TEST_F(CheckMode, EndOfInputAfterAWrongVolumeWasAnsweredAsksAgainWithoutEnd) {
-  const size_t cut = 100000;
-  std::string command = "timeout -s KILL 60 \"$0\" -CD1Path \"$1\" -2 \"$1\" | head -c " + std::to_string(cut);
-  ChildResult result = RunChild({"/bin/sh", "-c", command, ZYN_EXE_PATH, cd1},
-                                {"ZYN_DEBUG_DISPLAY", "ZYN_DEBUG_WAIT", "LC_ALL=C"}, "2\n" + cd1 + "\n");
-  EXPECT_EQ(result.out.size(), cut);
-  EXPECT_GT(Count(result.out, "\nWrong CD at"), 50);
+// Past the end of standard input a question that would come again is a cancel. Run
+// under a time limit and cut short, as a question repeated without end once was.
+TEST_F(CheckMode, EndOfInputCancelsAQuestionThatWouldComeAgain) {
+  const std::string command =
+      "{ timeout -s KILL 60 \"$0\" -CD1Path \"$1\" -2 \"$1\" -xml \"$2\"; echo \"status $?\"; } | head -c 100000";
+  const struct {
+    char const* name;
+    std::string input;
+    int prompts, wrongAnswers, pathQuestions;
+  } cases[] = {
+      {"at the first question", "", 1, 1, 0},
+      {"after a wrong volume was answered", "2\n" + cd1 + "\n", 2, 1, 1},
+      {"while a path is asked for", "2\n", 1, 0, 1},
+  };
+  for (auto const& c : cases) {
+    ChildResult result = RunZyn({"-c", command, ZYN_EXE_PATH, cd1, report}, {}, "", "/bin/sh", c.input);
+    EXPECT_TRUE(EndsWith(result.out, "\nstatus 2\n")) << c.name;
+    EXPECT_EQ(Count(result.out, "\nWrong CD at"), c.prompts) << c.name;
+    EXPECT_EQ(Count(result.out, "Unknow response value : ["), c.wrongAnswers) << c.name;
+    EXPECT_EQ(Count(result.out, "Please specify the Path of CD 2"), c.pathQuestions) << c.name;
+    EXPECT_FALSE(tree.Exists("report.xml")) << c.name;
+  }
+}
+
+// A program that drives the check through a pipe sees each question before it answers.
+TEST_F(CheckMode, QuestionReachesAPipeBeforeTheAnswerIsRead) {
+  const std::string script =
+      "mkfifo \"$2/in\"; \"$0\" -CD1Path \"$1\" -2 \"$1\" -xml \"$2/r.xml\" < \"$2/in\" > \"$2/out\" & "
+      "exec 3> \"$2/in\"; "
+      "i=0; while [ $i -lt 100 ] && ! grep -q 'Custom Path' \"$2/out\"; do sleep 0.1; i=$((i+1)); done; "
+      "grep -c 'Wrong CD' \"$2/out\"; echo 1 >&3; exec 3>&-; wait $!; echo \"status $?\"";
+  ChildResult result = RunZyn({"-c", script, ZYN_EXE_PATH, cd1, tree.Root()}, {}, "", "/bin/sh");
+  EXPECT_EQ(result.out, "1\nstatus 2\n");
+}
+
+// -cds naming a volume that the media lacks is refused once the reference tells the
+// count, before anything is scanned, though every file of the media is damaged.
+TEST_F(CheckMode, CdsNamingNoVolumeOfTheMediaIsRefused) {
+  tree.File("media/1/setup", "changed\n");
+  tree.File("media/2/b.bin", "changed\n");
+  const struct {
+    std::string cds, refused;
+  } cases[] = {{"3", "3"}, {"0", "0"}, {"-1", "-1"}, {"2,3", "3"}};
+  for (auto const& c : cases) {
+    ChildResult result = Check({"-cds", c.cds});
+    EXPECT_EQ(result.status, 2) << c.cds;
+    EXPECT_TRUE(EndsWith(result.out, "\n" + c.refused + ": invalid argument\n\n")) << c.cds << result.out;
+    EXPECT_EQ(result.out.find("<Media Volume"), std::string::npos) << c.cds;
+    EXPECT_FALSE(tree.Exists("report.xml")) << c.cds;
+  }
 }
 
 TEST_F(CheckMode, QuietRunNeverPromptsAndReportsTheWrongVolume) {
