@@ -1,29 +1,66 @@
 #ifndef ZYN_MEDIA_ZYNINSMEDIACHECKERSERVICES_H
 #define ZYN_MEDIA_ZYNINSMEDIACHECKERSERVICES_H
 
+// ZYNInsMediaCheckerServices.h - the operations on a media; each block below names the
+// file that holds it.
+
 #include "DString.h"
 
 class DStrings;
 class ZYNAdmXmlElement;
 
-// The operations on a media. Static members only: a run has one media.
+// Results of GetMediaXmlView.
+enum ZYNInsScanResult {
+  ZYNInsScanDone = 0,
+  ZYNInsScanFailed = 1,          // reason in `errors`
+  ZYNInsScanNotIdentified = 2,   // a volume, in a quiet run; reason in `errors`
+  ZYNInsScanCancelled = 3,       // at a prompt; nobody tells a reason
+};
+
+// Results of GetCDElt: the walk of a volume's folders.
+enum ZYNInsWalkResult {
+  ZYNInsWalkDone = 0,
+  ZYNInsWalkStopped = 1,
+};
+
+// Results of CheckIfCorrectCD.
+enum ZYNInsVolumeCheck {
+  ZYNInsVolumeRight = 1,
+  ZYNInsVolumeFailed = 2,  // reason pushed
+  ZYNInsVolumeCancelled = 3,
+};
+
+// Results of AskForCD.
+enum ZYNInsAnswer {
+  ZYNInsAnswerGoOn = 0,
+  ZYNInsAnswerStop = 1,
+};
+
+// Static members only: a run has one media.
 class ZYNInsMediaCheckerServices {
  public:
-  // Each returns the exit status of the run and has displayed its own failures.
+  // --- The two jobs (ServicesGenerate.cpp, ServicesCheck.cpp). Each returns the exit
+  // status of the run and has displayed its own failures.
   static int GenerateMode();
   static int CheckMode();
 
+  // --- Relocation of a physical media's check (app/ZYNInsMediaCheckerServicesRelocation.cpp).
   // Replaces the process by a copy of the executable in `tempDir` (the system's
   // temporary folder when empty). 0 no failure, 1 failure with the reason on the stack.
   static int RestartFromTempExecutable(DStrings args, DString tempDir);
   // false when the file was removed; true on failure, with the reason on the stack.
   static bool RemoveTempExecutable(DString path);
 
+  // --- Volume identification and prompts (ServicesIdentify.cpp).
+  // A ZYNInsVolumeCheck: the right volume, its path stored; a failure with the reason
+  // pushed; a cancel.
+  static int CheckIfCorrectCD(int cdIndex, DString expectedHash, DString expectedRelData);
   // Asks the user for volume `cdIndex`, showing `message` (a default text when empty);
-  // a custom path typed is stored at once in `path` and in the options. 0 go on, 1
-  // cancelled, five wrong answers, standard input ended, or a quiet run.
+  // a custom path typed is stored at once in `path` and in the options. A ZYNInsAnswer:
+  // stop on a cancel, five wrong answers, standard input ended, or a quiet run.
   static int AskForCD(int cdIndex, DString message, DString& path);
 
+  // --- File-by-file comparison (ServicesCompare.cpp).
   // Appends one line per difference between the reference of volume 1 and the fresh
   // view, in the order: missing and altered files, wrong times, unexpected files. The
   // File elements dealt with leave both trees.
@@ -34,15 +71,17 @@ class ZYNInsMediaCheckerServices {
   // 1 when both serialise to the same bytes; 0 otherwise, with a reason on the stack.
   static int CompareXmlElements(ZYNAdmXmlElement a, ZYNAdmXmlElement b);
 
+  // --- Console (ServicesDisplay.cpp).
   // Empties the calling thread's error stack onto the console as one block, oldest
   // record first and `message` last.
   static void DisplayError(DString message);
 
   // --- Scan of the volumes into the tree of a media (ServicesScan.cpp).
-  // 0 done, 1 scan failed (reason in `errors`), 2 volume not identified in a quiet run,
-  // 3 cancelled at a prompt. Check mode hands in a deep copy of the reference.
+  // A ZYNInsScanResult. Check mode hands in a copy of the reference.
   static int GetMediaXmlView(ZYNAdmXmlElement& media, DString& errors);
-  // One folder of a volume, recursing; 0 walked, 1 stopped.
+  // One volume's folders below `relativePath`, walked and digested as the scan does; a
+  // ZYNInsWalkResult. The File elements land in `cdElement` in path order. The scan
+  // itself reads and walks whole volumes; this entry is for tests.
   static int GetCDElt(DString root, DString relativePath, int cdIndex, ZYNAdmXmlElement& cdElement,
                       DString& errors, int& fileCount, int totalFiles);
   // Orders the children of `element` by `compare`, stably; the handle ends on a new body.
@@ -50,7 +89,7 @@ class ZYNInsMediaCheckerServices {
                          ZYNAdmXmlElement& element);
   static int CompareEltsByPathAttr(const ZYNAdmXmlElement& a, const ZYNAdmXmlElement& b);
 
-  // --- Generate mode (ServicesGenerate.cpp).
+  // --- Generate mode's release text, also read by check mode (ServicesGenerate.cpp).
   // The release information under `element`'s RelData as XML text: 0 no RelData (or
   // text not convertible), 1 done (empty text without release information), -1 failed.
   static int GetRelData(ZYNAdmXmlElement& element, DString& text);
@@ -66,14 +105,11 @@ class ZYNInsMediaCheckerServices {
   static int GetCDsList(DStrings& names);
   // 1 found; 0 not found, and `found` is then `parent` itself.
   static int GetFirstElement(ZYNAdmXmlElement parent, DString name, ZYNAdmXmlElement& found);
-
-  // --- Volume identification (check mode).
-  // 1 right volume, its path stored; 2 failure with the reason pushed; 3 cancelled.
-  static int CheckIfCorrectCD(int cdIndex, DString expectedHash, DString expectedRelData);
 };
 
 // One line from standard input, in the system's encoding; its first character is taken
-// whatever it is, so an empty line does not end the answer.
+// whatever it is, so an empty line does not end the answer. With the prompts, in
+// ServicesIdentify.cpp.
 DString GetStdin();
 
 #endif

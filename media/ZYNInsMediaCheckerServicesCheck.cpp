@@ -48,8 +48,8 @@ int ZYNInsMediaCheckerServices::CheckMode() {
   }
   // The file is trusted only once volume 1 has proved to be the media's first.
   int identified = CheckIfCorrectCD(1, DString(), DString());
-  if (identified == 3) return 2;
-  if (identified != 1) return sStop(ZYNAdmError::Pop(), DString());
+  if (identified == ZYNInsVolumeCancelled) return 2;
+  if (identified != ZYNInsVolumeRight) return sStop(ZYNAdmError::Pop(), DString());
   DString version = reference.GetAttributeValue(DString(L"checkerVersion"));
   if (version != DString(S_ToolVersion)) {
     DString invalid(L"Invalid tool version\n\nInput file: /P1\nTool: /P2\n");
@@ -70,8 +70,8 @@ int ZYNInsMediaCheckerServices::CheckMode() {
   ZYNAdmXmlElement view = reference.Clone(0);
   DString errors;
   int scanned = GetMediaXmlView(view, errors);
-  if (scanned == 3) return 2;
-  if (scanned != 0) return sStop(errors, relData);
+  if (scanned == ZYNInsScanCancelled) return 2;
+  if (scanned != ZYNInsScanDone) return sStop(errors, relData);
   ZYNInsMsg::TracePrint(DString(L"{Finalizing verifications ...}\n"));
   // A seal that can't be made fails the check as a difference would, with no console
   // message of its own.

@@ -88,7 +88,7 @@ static int sAskForReadableReference(int cdIndex, DString error, DString const& e
   DString typed;
   DString source = refFile;
   for (;;) {
-    if (Services::AskForCD(cdIndex, error, typed) == 1) {
+    if (Services::AskForCD(cdIndex, error, typed) == ZYNInsAnswerStop) {
       sDebug(S_CheckWhere, DString(L" AskForCD Cancelled !"));
       return 3;
     }
@@ -127,7 +127,8 @@ int ZYNInsMediaCheckerServices::CheckIfCorrectCD(int cdIndex, DString expectedHa
       sPush(error);
       return 2;
     }
-    if (sAskForReadableReference(cdIndex, error, expectedRelData, volumePath, refFile, ref) == 3) return 3;
+    int asked = sAskForReadableReference(cdIndex, error, expectedRelData, volumePath, refFile, ref);
+    if (asked == ZYNInsVolumeCancelled) return ZYNInsVolumeCancelled;
   }
 
   // A full reference has no packageHash: its own seal stands for it. Volume 1 is known by
@@ -155,14 +156,14 @@ int ZYNInsMediaCheckerServices::CheckIfCorrectCD(int cdIndex, DString expectedHa
     sPush(message);
     return 2;
   }
-  if (AskForCD(cdIndex, message, path) == 1) {
+  if (AskForCD(cdIndex, message, path) == ZYNInsAnswerStop) {
     sDebug(S_CheckWhere, DString(L" AskForCD Cancelled !"));
     return 3;
   }
   // Once a wrong volume has been answered, a cancel brings the question back: only the
   // right volume ends it, or the end of standard input.
   for (;;) {
-    if (CheckIfCorrectCD(cdIndex, expectedHash, expectedRelData) == 1) return 1;
+    if (CheckIfCorrectCD(cdIndex, expectedHash, expectedRelData) == ZYNInsVolumeRight) return ZYNInsVolumeRight;
     if (sInputEnded()) return 3;
   }
 }
