@@ -67,6 +67,7 @@ class ZYNAdmXmlElement {
                             unsigned char& found) const;
   void RemoveAttribute(const DString& name);
   // Iteration in ascending name order: it = GetAttributes(); while (it) GetAttributeName(it).
+  // Adding or removing an attribute invalidates the element's attribute iterators.
   void* GetAttributes() const;
   // Empty text and a null iterator when the iterator isn't one of this element's nodes.
   DString GetAttributeName(void*& iterator) const;
@@ -79,6 +80,15 @@ class ZYNAdmXmlElement {
   // One step of a walk begun with GetAttributes() on this very element: the name, with
   // `value` set, or null at the end. Unlike GetAttributeName it trusts the iterator.
   const DString* NextAttribute(void*& iterator, const DString*& value) const;
+  // The value of one attribute, borrowed as above; empty text where there is none.
+  const DString& GetAttributeValueRef(const DString& name) const;
+
+  // For the writer: as NextAttribute, but the value comes as units, and one held in the
+  // compact form is decoded into `scratch` (room for _scratchUnits) rather than made a
+  // string that would then stay with the element.
+  static const int _scratchUnits = 1024;
+  const DString* _NextAttributeUnits(void*& iterator, const unsigned short*& units, int& length,
+                                     unsigned short* scratch) const;
 
   // Neither of these is an operation of the model; they spare callers a pointer test.
   bool IsOrphan() const { return this == &_orphan; }
