@@ -70,14 +70,13 @@ struct SAttributeSlot {
   } value;
 };
 
-// Header, `count` slots, then the out-of-line bytes of the compact values. Clone shares a
-// block; a change through a body that shares it builds a new one first.
+// Header, `count` slots, then the out-of-line bytes of the compact values. A block
+// belongs to one body: a clone gets a copy, so that a deep clone shares nothing but
+// string records, whose counts are safe across threads.
 struct SAttributeBlock {
-  int refCount;
   uint16_t count;
   uint16_t spare;
   uint32_t packedSlots;  // bit i: slot i holds a compact value
-  uint32_t spare2;
 
   SAttributeSlot* Slots() { return reinterpret_cast<SAttributeSlot*>(this + 1); }
   const SAttributeSlot* Slots() const { return reinterpret_cast<const SAttributeSlot*>(this + 1); }
@@ -86,7 +85,7 @@ struct SAttributeBlock {
   bool IsPacked(int i) const { return ((packedSlots >> i) & 1u) != 0; }
 };
 
-static_assert(sizeof(SPacked) == 8 && sizeof(SAttributeSlot) == 16 && sizeof(SAttributeBlock) == 16,
+static_assert(sizeof(SPacked) == 8 && sizeof(SAttributeSlot) == 16 && sizeof(SAttributeBlock) == 8,
               "the block's layout is counted in bytes");
 static_assert(S_indexThreshold <= 32, "one bit for each slot of a block");
 
@@ -230,7 +229,7 @@ static int sUnpack(const SAttributeBlock* block, const SPacked& word, uint16_t* 
 }
 
 static void sReleaseBlock(SAttributeBlock* block) {
-  if (block == nullptr || --block->refCount > 0) return;
+  if (block == nullptr) return;
   SAttributeSlot* slots = block->Slots();
   for (int i = 0; i < block->count; ++i) {
     if (!block->IsPacked(i)) slots[i].value.text.~DString();
@@ -251,11 +250,9 @@ static SAttributeBlock* sRebuild(const SAttributeBlock* from, int skip, int gap,
   }
   int slotsEnd = static_cast<int>(sizeof(SAttributeBlock) + static_cast<size_t>(count) * sizeof(SAttributeSlot));
   SAttributeBlock* block = static_cast<SAttributeBlock*>(::operator new(static_cast<size_t>(slotsEnd + bytes)));
-  block->refCount = 1;
   block->count = static_cast<uint16_t>(count);
   block->spare = 0;
   block->packedSlots = 0;
-  block->spare2 = 0;
   int cursor = slotsEnd;
   int target = 0;
   for (int i = 0; i < sourceCount; ++i) {
@@ -463,9 +460,9 @@ ZYNAdmXmlElement ZYNAdmXmlElement::Clone(unsigned char deep) const {
 }
 
 static void sCopyAttributes(const ZYNAdmXmlElementInternal* source, ZYNAdmXmlElementInternal* body) {
-  if (SAttributeBlock* block = source->Block()) {
-    ++block->refCount;
-    body->attributes = block;
+  if (const SAttributeBlock* block = source->Block()) {
+    int unused = 0;
+    body->attributes = sRebuild(block, -1, -1, 0, unused);
     return;
   }
   const SAttributeList* from = source->List();
@@ -606,8 +603,7 @@ static void sSetListed(SAttributeList* list, const DString& name, const DString&
   list->BuildIndex();
 }
 
-// A new value for slot `i` of a block no other body shares, where it needs no bytes
-// behind the slots. `value` may be the slot's own text, so it is read before that goes.
+// A new value for slot `i` where it needs no bytes behind the slots. `value` may be the slot's own text, so it is read before that goes.
 static void sReplaceInPlace(SAttributeBlock* block, int i, const DString& value, bool packed, const SPlan& plan) {
   SAttributeSlot& slot = block->Slots()[i];
   if (!packed) {
@@ -644,7 +640,7 @@ int ZYNAdmXmlElement::SetAttributeValue(const DString& name, const DString& valu
   SPlan plan;
   bool packed = sPlanPacking(value, plan);
   int extra = packed ? plan.outOfLine : 0;
-  if (equal && block->refCount == 1 && extra == 0) {
+  if (equal && extra == 0) {
     sReplaceInPlace(block, at, value, packed, plan);
     return 1;
   }

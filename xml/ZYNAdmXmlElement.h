@@ -12,7 +12,8 @@ struct ZYNAdmXmlAttributeNode;
 // trees serialise to equal bytes whatever order built them.
 //
 // Copying a handle shares the body; only Clone parts two handles. The reference count is
-// plain: a tree and all its handles belong to one thread at a time.
+// plain: a tree and all its handles belong to one thread at a time. That holds for
+// readers too: a borrowed view of a compact attribute value writes the element.
 //
 // `_orphan` is the null element, handed out by reference where there is no element.
 // Every operation that could change an element refuses it, so a chain of calls on a
