@@ -43,6 +43,14 @@ static const unsigned char S_formInline = 1;   // the text is inside the word
 static const unsigned char S_formNibbles = 2;  // two hex digits to a byte
 static const char S_hexDigits[] = "0123456789abcdef";
 
+// The text and the children, which most elements of a large tree (the files) don't have.
+// Owned by the body; the block or list holds the pointer, so that the body needn't.
+struct SElementContent {
+  DString value;
+  ZYNAdmXmlChildNode* firstChild = nullptr;
+  ZYNAdmXmlChildNode* lastChild = nullptr;  // the node behind which AddChild appends
+};
+
 // A value in the compact form: the text itself when it is short, else its place in the
 // block.
 struct SPacked {
@@ -74,6 +82,7 @@ struct SAttributeSlot {
 // belongs to one body: a clone gets a copy, so that a deep clone shares nothing but
 // string records, whose counts are safe across threads.
 struct SAttributeBlock {
+  SElementContent* content;
   uint16_t count;
   uint16_t spare;
   uint32_t packedSlots;  // bit i: slot i holds a compact value
@@ -85,12 +94,13 @@ struct SAttributeBlock {
   bool IsPacked(int i) const { return ((packedSlots >> i) & 1u) != 0; }
 };
 
-static_assert(sizeof(SPacked) == 8 && sizeof(SAttributeSlot) == 16 && sizeof(SAttributeBlock) == 8,
+static_assert(sizeof(SPacked) == 8 && sizeof(SAttributeSlot) == 16 && sizeof(SAttributeBlock) == 16,
               "the block's layout is counted in bytes");
 static_assert(S_indexThreshold <= 32, "one bit for each slot of a block");
 
 // The form of attributes past the threshold.
 struct SAttributeList {
+  SElementContent* content = nullptr;
   ZYNAdmXmlAttributeNode* first = nullptr;
   int count = 0;
   SAttributeIndex* index = nullptr;  // null at or below the threshold
@@ -120,28 +130,26 @@ void SAttributeList::BuildIndex() {
   }
 }
 
-// The text and the children, which most elements of a large tree (the files) don't have.
-struct SElementContent {
-  DString value;
-  ZYNAdmXmlChildNode* firstChild = nullptr;
-  ZYNAdmXmlChildNode* lastChild = nullptr;  // the node behind which AddChild appends
-};
-
+// Three words, the least a malloc chunk holds: the text and children hang off the
+// attributes, and the destruction queue links bodies through the place of the name.
 struct ZYNAdmXmlElementInternal {
   int refCount;
   bool listed;  // attributes are an SAttributeList, else an SAttributeBlock
-  DString name;
-  SElementContent* content;  // null until a text or a child is set
-  void* attributes;          // null while there are none in block form
-  ZYNAdmXmlElementInternal* nextToDestroy;  // link of the per-thread destruction queue
+  union {
+    DString name;
+    ZYNAdmXmlElementInternal* nextToDestroy;  // once queued, when the name is gone
+  };
+  void* attributes;  // block or list; null while the element has neither attributes nor content
 
-  ZYNAdmXmlElementInternal()
-      : refCount(1), listed(false), content(nullptr), attributes(nullptr), nextToDestroy(nullptr) {}
+  ZYNAdmXmlElementInternal() : refCount(1), listed(false), name(), attributes(nullptr) {}
   ~ZYNAdmXmlElementInternal();
-  ZYNAdmXmlChildNode* FirstChild() const { return content == nullptr ? nullptr : content->firstChild; }
-  SElementContent& Content() {
-    if (content == nullptr) content = new SElementContent();
-    return *content;
+  ZYNAdmXmlElementInternal(const ZYNAdmXmlElementInternal&) = delete;
+  ZYNAdmXmlElementInternal& operator=(const ZYNAdmXmlElementInternal&) = delete;
+  SElementContent* GetContent() const;
+  SElementContent& Content();
+  ZYNAdmXmlChildNode* FirstChild() const {
+    SElementContent* content = GetContent();
+    return content == nullptr ? nullptr : content->firstChild;
   }
   SAttributeBlock* Block() const { return listed ? nullptr : static_cast<SAttributeBlock*>(attributes); }
   SAttributeList* List() const { return listed ? static_cast<SAttributeList*>(attributes) : nullptr; }
@@ -250,6 +258,7 @@ static SAttributeBlock* sRebuild(const SAttributeBlock* from, int skip, int gap,
   }
   int slotsEnd = static_cast<int>(sizeof(SAttributeBlock) + static_cast<size_t>(count) * sizeof(SAttributeSlot));
   SAttributeBlock* block = static_cast<SAttributeBlock*>(::operator new(static_cast<size_t>(slotsEnd + bytes)));
+  block->content = from == nullptr ? nullptr : from->content;
   block->count = static_cast<uint16_t>(count);
   block->spare = 0;
   block->packedSlots = 0;
@@ -276,6 +285,22 @@ static SAttributeBlock* sRebuild(const SAttributeBlock* from, int skip, int gap,
   }
   extraOffset = cursor;
   return block;
+}
+
+SElementContent* ZYNAdmXmlElementInternal::GetContent() const {
+  if (attributes == nullptr) return nullptr;
+  return listed ? List()->content : Block()->content;
+}
+
+// An element with content but no attributes has a block of no slots.
+SElementContent& ZYNAdmXmlElementInternal::Content() {
+  if (attributes == nullptr) {
+    int unused = 0;
+    attributes = sRebuild(nullptr, -1, -1, 0, unused);
+  }
+  SElementContent*& content = listed ? List()->content : Block()->content;
+  if (content == nullptr) content = new SElementContent();
+  return *content;
 }
 
 // Fills the value of a slot that has none yet.
@@ -342,6 +367,7 @@ static SAttributeList* sToList(const SAttributeBlock* block) {
     link = &(*link)->next;
   }
   list->count = block->count;
+  list->content = block->content;
   return list;
 }
 
@@ -352,6 +378,7 @@ static thread_local ZYNAdmXmlElementInternal* S_destroyQueue = nullptr;
 static thread_local bool S_destroying = false;
 
 static void sDestroyBody(ZYNAdmXmlElementInternal* body) {
+  body->name.~DString();
   body->nextToDestroy = S_destroyQueue;
   S_destroyQueue = body;
   if (S_destroying) return;
@@ -365,23 +392,23 @@ static void sDestroyBody(ZYNAdmXmlElementInternal* body) {
 }
 
 // Children go first, in order, each release possibly destroying a whole subtree.
+// The name went when the body was queued.
 ZYNAdmXmlElementInternal::~ZYNAdmXmlElementInternal() {
   refCount = 0;
-  ZYNAdmXmlChildNode* child = FirstChild();
-  while (child != nullptr) {
-    ZYNAdmXmlChildNode* next = child->next;
-    delete child;
-    child = next;
-  }
-  if (content != nullptr) {
+  if (SElementContent* content = GetContent()) {
+    ZYNAdmXmlChildNode* child = content->firstChild;
+    while (child != nullptr) {
+      ZYNAdmXmlChildNode* next = child->next;
+      delete child;
+      child = next;
+    }
     content->firstChild = nullptr;
     content->lastChild = nullptr;
+    delete content;
   }
   delete List();
   sReleaseBlock(Block());
   attributes = nullptr;
-  delete content;
-  content = nullptr;
 }
 
 ZYNAdmXmlElement ZYNAdmXmlElement::_orphan;
@@ -462,7 +489,9 @@ ZYNAdmXmlElement ZYNAdmXmlElement::Clone(unsigned char deep) const {
 static void sCopyAttributes(const ZYNAdmXmlElementInternal* source, ZYNAdmXmlElementInternal* body) {
   if (const SAttributeBlock* block = source->Block()) {
     int unused = 0;
-    body->attributes = sRebuild(block, -1, -1, 0, unused);
+    SAttributeBlock* copy = sRebuild(block, -1, -1, 0, unused);
+    copy->content = nullptr;  // the clone builds its own
+    body->attributes = copy;
     return;
   }
   const SAttributeList* from = source->List();
@@ -481,8 +510,10 @@ static void sCopyAttributes(const ZYNAdmXmlElementInternal* source, ZYNAdmXmlEle
 
 static void sCopyBody(const ZYNAdmXmlElementInternal* source, ZYNAdmXmlElementInternal* body, bool deep,
                       std::vector<std::pair<const ZYNAdmXmlElementInternal*, ZYNAdmXmlElementInternal*> >& work) {
+  sCopyAttributes(source, body);  // first: the content hangs off the attributes
   body->name = source->name;
-  const DString& text = source->content == nullptr ? sEmpty() : source->content->value;
+  SElementContent* content = source->GetContent();
+  const DString& text = content == nullptr ? sEmpty() : content->value;
   if (!text.IsEmpty()) body->Content().value = text;
   for (ZYNAdmXmlChildNode* from = source->FirstChild(); from != nullptr; from = from->next) {
     ZYNAdmXmlChildNode* node = new ZYNAdmXmlChildNode{nullptr, ZYNAdmXmlElement(), body};
@@ -493,15 +524,14 @@ static void sCopyBody(const ZYNAdmXmlElementInternal* source, ZYNAdmXmlElementIn
       ZYNAdmXmlElement::_AdoptBody(node->child, fresh);
       work.emplace_back(grandSource, fresh);
     }
-    SElementContent& content = body->Content();
-    if (content.lastChild == nullptr) {
-      content.firstChild = node;
+    SElementContent& own = body->Content();
+    if (own.lastChild == nullptr) {
+      own.firstChild = node;
     } else {
-      content.lastChild->next = node;
+      own.lastChild->next = node;
     }
-    content.lastChild = node;
+    own.lastChild = node;
   }
-  sCopyAttributes(source, body);
 }
 
 int ZYNAdmXmlElement::AddChild(const ZYNAdmXmlElement& child) {
@@ -518,8 +548,8 @@ int ZYNAdmXmlElement::AddChild(const ZYNAdmXmlElement& child) {
 }
 
 void ZYNAdmXmlElement::RemoveChild(const ZYNAdmXmlElement& child) {
-  if (child.IsOrphan() || IsOrphan() || _p == nullptr || _p->content == nullptr) return;
-  SElementContent& content = *_p->content;
+  if (child.IsOrphan() || IsOrphan() || _p == nullptr || _p->GetContent() == nullptr) return;
+  SElementContent& content = *_p->GetContent();
   ZYNAdmXmlChildNode* previous = nullptr;
   ZYNAdmXmlChildNode* node = content.firstChild;
   while (node != nullptr && node->child._p != child._p) {
@@ -560,14 +590,15 @@ const DString& ZYNAdmXmlElement::GetNameRef() const {
 }
 
 const DString& ZYNAdmXmlElement::GetValueRef() const {
-  return _p == nullptr || _p->content == nullptr ? sEmpty() : _p->content->value;
+  SElementContent* content = _p == nullptr ? nullptr : _p->GetContent();
+  return content == nullptr ? sEmpty() : content->value;
 }
 
 DString ZYNAdmXmlElement::GetName() const { return _p == nullptr ? DString() : _p->name; }
 
 int ZYNAdmXmlElement::SetValue(const DString& value) {
   if (!_EnsureBody()) return 0;
-  if (_p->content == nullptr && value.IsEmpty()) return 1;  // no text is what it holds
+  if (_p->GetContent() == nullptr && value.IsEmpty()) return 1;  // no text is what it holds
   DString& stored = _p->Content().value;
   stored = value;
   return stored == value ? 1 : 0;
@@ -734,7 +765,8 @@ void ZYNAdmXmlElement::RemoveAttribute(const DString& name) {
   int at = sFindSlot(block, name, equal);
   if (!equal) return;
   int unused = 0;
-  _p->attributes = block->count == 1 ? nullptr : sRebuild(block, at, -1, 0, unused);
+  bool last = block->count == 1 && block->content == nullptr;
+  _p->attributes = last ? nullptr : sRebuild(block, at, -1, 0, unused);
   sReleaseBlock(block);
 }
 
