@@ -229,10 +229,11 @@ static int sUnpack(const SAttributeBlock* block, const SPacked& word, uint16_t* 
     for (int i = 0; i < length; ++i) out[i] = in[i];
     return length;
   }
-  for (int i = 0; i < length; ++i) {
-    unsigned char byte = in[i / 2];
-    out[i] = static_cast<uint16_t>(S_hexDigits[(i & 1) == 0 ? byte >> 4 : byte & 0xF]);
+  for (int k = 0; k < length / 2; ++k) {
+    out[2 * k] = static_cast<uint16_t>(S_hexDigits[in[k] >> 4]);
+    out[2 * k + 1] = static_cast<uint16_t>(S_hexDigits[in[k] & 0xF]);
   }
+  if ((length & 1) != 0) out[length - 1] = static_cast<uint16_t>(S_hexDigits[in[length / 2] >> 4]);
   return length;
 }
 
