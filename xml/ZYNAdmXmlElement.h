@@ -68,7 +68,7 @@ class ZYNAdmXmlElement {
                             unsigned char& found) const;
   void RemoveAttribute(const DString& name);
   // Iteration in ascending name order: it = GetAttributes(); while (it) GetAttributeName(it).
-  // Adding or removing an attribute invalidates the element's attribute iterators.
+  // Any change of the attributes may invalidate the element's attribute iterators.
   void* GetAttributes() const;
   // Empty text and a null iterator when the iterator isn't one of this element's nodes.
   DString GetAttributeName(void*& iterator) const;
