@@ -165,9 +165,10 @@ struct SPlan {
 
 static bool sIsLowerHex(uint16_t unit) { return (unit >= '0' && unit <= '9') || (unit >= 'a' && unit <= 'f'); }
 
-// Whether `value` goes into the compact form. A record shared with other holders already
-// costs this element nothing, and one not terminated at its length (the UTF-8 decoder's)
-// is kept as it is, so that every reading of it stays the same.
+// Whether `value` goes into the compact form. Packed whether or not others hold the
+// record too: a caller that keeps its copy a while (a queue of digests) mustn't cost the
+// tree the saving. A record not terminated at its length (the UTF-8 decoder's) is kept
+// as it is, so that every reading of it stays the same.
 static bool sPlanPacking(const DString& value, SPlan& plan) {
   plan.units = value.ConvertToUCChar();
   plan.length = value.Length();
@@ -181,7 +182,6 @@ static bool sPlanPacking(const DString& value, SPlan& plan) {
   }
   int bytes = plan.nibbles ? (plan.length + 1) / 2 : plan.length;
   plan.outOfLine = bytes <= S_inlineBytes ? 0 : bytes;
-  if (plan.outOfLine > 0 && value._GetRecord()->RefCount() > 1) return false;
   return true;
 }
 
