@@ -1,7 +1,10 @@
 #include "ZYNAdmXmlElement.h"
 
+#include <cstdint>
+#include <cstring>
 #include <iterator>
 #include <map>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -22,39 +25,351 @@ struct SNameLess {
 };
 typedef std::map<DString, ZYNAdmXmlAttributeNode*, SNameLess> SAttributeIndex;
 
-// Elements with few attributes keep only the sorted list; past this many, an index by
-// name keeps a tag with a huge number of attributes from costing quadratic time.
+// Elements with few attributes keep them in one block; past this many they move to a
+// sorted list with an index by name, so that a tag with a huge number of attributes
+// doesn't cost quadratic time.
 static const int S_indexThreshold = 32;
 
-struct ZYNAdmXmlElementInternal {
-  int refCount;
-  DString name;
-  DString value;
-  ZYNAdmXmlChildNode* firstChild;
-  ZYNAdmXmlChildNode* lastChild;  // the node behind which AddChild appends
-  ZYNAdmXmlAttributeNode* firstAttribute;
-  int attributeCount;
-  SAttributeIndex* attributeIndex;          // null below the threshold
-  ZYNAdmXmlElementInternal* nextToDestroy;  // link of the per-thread destruction queue
+// ---------------------------------------------------------------------------------------
+// The block: a reference may hold a million File elements, and a node and a string record
+// for each attribute cost several times the text itself. A block holds all attributes of
+// an element in one allocation; a value whose units are all below 0x100 is kept there as
+// bytes, or as nibbles when it is lower-case hex digits (digests, times), and becomes a
+// string only when someone asks for a borrowed view of it.
 
-  ZYNAdmXmlElementInternal()
-      : refCount(1),
-        firstChild(nullptr),
-        lastChild(nullptr),
-        firstAttribute(nullptr),
-        attributeCount(0),
-        attributeIndex(nullptr),
-        nextToDestroy(nullptr) {}
-  ~ZYNAdmXmlElementInternal();
+static const int S_packedMax = ZYNAdmXmlElement::_scratchUnits;  // longer values stay strings
+static const int S_inlineBytes = 6;
+static const unsigned char S_formInline = 1;   // the text is inside the word
+static const unsigned char S_formNibbles = 2;  // two hex digits to a byte
+static const char S_hexDigits[] = "0123456789abcdef";
+
+// The text and the children, which most elements of a large tree (the files) don't have.
+// Owned by the body; the block or list holds the pointer, so that the body needn't.
+struct SElementContent {
+  DString value;
+  ZYNAdmXmlChildNode* firstChild = nullptr;
+  ZYNAdmXmlChildNode* lastChild = nullptr;  // the node behind which AddChild appends
+};
+
+// A value in the compact form: the text itself when it is short, else its place in the
+// block.
+struct SPacked {
+  unsigned char form;
+  unsigned char inlineLength;
+  uint16_t length;  // out of line
+  uint16_t offset;  // out of line, from the start of the block
+  uint16_t spare;
+  unsigned char* InlineText() { return reinterpret_cast<unsigned char*>(this) + 2; }
+  const unsigned char* InlineText() const { return reinterpret_cast<const unsigned char*>(this) + 2; }
+};
+
+struct SAttributeSlot {
+  explicit SAttributeSlot(const DString& slotName) : name(slotName) {}
+  ~SAttributeSlot() {}  // the value is the block's to destroy: only it knows the form
+  SAttributeSlot(const SAttributeSlot&) = delete;
+  SAttributeSlot& operator=(const SAttributeSlot&) = delete;
+
+  DString name;
+  union Value {
+    Value() {}
+    ~Value() {}
+    DString text;
+    SPacked packed;
+  } value;
+};
+
+// Header, `count` slots, then the out-of-line bytes of the compact values. A block
+// belongs to one body: a clone gets a copy, so that a deep clone shares nothing but
+// string records, whose counts are safe across threads.
+struct SAttributeBlock {
+  SElementContent* content;
+  uint16_t count;
+  uint16_t spare;
+  uint32_t packedSlots;  // bit i: slot i holds a compact value
+
+  SAttributeSlot* Slots() { return reinterpret_cast<SAttributeSlot*>(this + 1); }
+  const SAttributeSlot* Slots() const { return reinterpret_cast<const SAttributeSlot*>(this + 1); }
+  unsigned char* Bytes() { return reinterpret_cast<unsigned char*>(this); }
+  const unsigned char* Bytes() const { return reinterpret_cast<const unsigned char*>(this); }
+  bool IsPacked(int i) const { return ((packedSlots >> i) & 1u) != 0; }
+};
+
+static_assert(sizeof(SPacked) == 8 && sizeof(SAttributeSlot) == 16 && sizeof(SAttributeBlock) == 16,
+              "the block's layout is counted in bytes");
+static_assert(S_indexThreshold <= 32, "one bit for each slot of a block");
+
+// The form of attributes past the threshold.
+struct SAttributeList {
+  SElementContent* content = nullptr;
+  ZYNAdmXmlAttributeNode* first = nullptr;
+  int count = 0;
+  SAttributeIndex* index = nullptr;  // null at or below the threshold
+
+  SAttributeList() = default;
+  SAttributeList(const SAttributeList&) = delete;
+  SAttributeList& operator=(const SAttributeList&) = delete;
+  ~SAttributeList();
   void BuildIndex();
 };
 
-void ZYNAdmXmlElementInternal::BuildIndex() {
-  if (attributeIndex != nullptr || attributeCount <= S_indexThreshold) return;
-  attributeIndex = new SAttributeIndex();
-  for (ZYNAdmXmlAttributeNode* node = firstAttribute; node != nullptr; node = node->next) {
-    attributeIndex->emplace_hint(attributeIndex->end(), node->name, node);
+SAttributeList::~SAttributeList() {
+  ZYNAdmXmlAttributeNode* attribute = first;
+  while (attribute != nullptr) {
+    ZYNAdmXmlAttributeNode* next = attribute->next;
+    delete attribute;
+    attribute = next;
   }
+  delete index;
+}
+
+void SAttributeList::BuildIndex() {
+  if (index != nullptr || count <= S_indexThreshold) return;
+  index = new SAttributeIndex();
+  for (ZYNAdmXmlAttributeNode* node = first; node != nullptr; node = node->next) {
+    index->emplace_hint(index->end(), node->name, node);
+  }
+}
+
+// Three words, the least a malloc chunk holds: the text and children hang off the
+// attributes, and the destruction queue links bodies through the place of the name.
+struct ZYNAdmXmlElementInternal {
+  int refCount;
+  bool listed;  // attributes are an SAttributeList, else an SAttributeBlock
+  union {
+    DString name;
+    ZYNAdmXmlElementInternal* nextToDestroy;  // once queued, when the name is gone
+  };
+  void* attributes;  // block or list; null while the element has neither attributes nor content
+
+  ZYNAdmXmlElementInternal() : refCount(1), listed(false), name(), attributes(nullptr) {}
+  ~ZYNAdmXmlElementInternal();
+  ZYNAdmXmlElementInternal(const ZYNAdmXmlElementInternal&) = delete;
+  ZYNAdmXmlElementInternal& operator=(const ZYNAdmXmlElementInternal&) = delete;
+  SElementContent* GetContent() const;
+  SElementContent& Content();
+  ZYNAdmXmlChildNode* FirstChild() const {
+    SElementContent* content = GetContent();
+    return content == nullptr ? nullptr : content->firstChild;
+  }
+  SAttributeBlock* Block() const { return listed ? nullptr : static_cast<SAttributeBlock*>(attributes); }
+  SAttributeList* List() const { return listed ? static_cast<SAttributeList*>(attributes) : nullptr; }
+};
+
+// How a value would be kept in a block.
+struct SPlan {
+  const uint16_t* units;
+  int length;
+  bool nibbles;
+  int outOfLine;  // bytes behind the slots; 0 when the text fits in the word
+};
+
+static bool sIsLowerHex(uint16_t unit) { return (unit >= '0' && unit <= '9') || (unit >= 'a' && unit <= 'f'); }
+
+// Whether `value` goes into the compact form. Packed whether or not others hold the
+// record too: a caller that keeps its copy a while (a queue of digests) mustn't cost the
+// tree the saving. A record not terminated at its length (the UTF-8 decoder's) is kept
+// as it is, so that every reading of it stays the same.
+static bool sPlanPacking(const DString& value, SPlan& plan) {
+  plan.units = value.ConvertToUCChar();
+  plan.length = value.Length();
+  if (plan.length == 0 || plan.length > S_packedMax || plan.units == nullptr) return false;
+  if (plan.units[plan.length] != 0) return false;
+  plan.nibbles = true;
+  for (int i = 0; i < plan.length; ++i) {
+    uint16_t unit = plan.units[i];
+    if (unit >= 0x100) return false;
+    if (!sIsLowerHex(unit)) plan.nibbles = false;
+  }
+  int bytes = plan.nibbles ? (plan.length + 1) / 2 : plan.length;
+  plan.outOfLine = bytes <= S_inlineBytes ? 0 : bytes;
+  return true;
+}
+
+// `offset`: where the out-of-line bytes go in `block`, which has room for them there.
+static SPacked sPack(const SPlan& plan, unsigned char* block, int offset) {
+  SPacked word = SPacked();
+  unsigned char* out;
+  if (plan.outOfLine == 0) {
+    word.form = S_formInline;
+    word.inlineLength = static_cast<unsigned char>(plan.length);
+    out = word.InlineText();
+  } else {
+    word.length = static_cast<uint16_t>(plan.length);
+    word.offset = static_cast<uint16_t>(offset);
+    out = block + offset;
+  }
+  if (!plan.nibbles) {
+    for (int i = 0; i < plan.length; ++i) out[i] = static_cast<unsigned char>(plan.units[i]);
+    return word;
+  }
+  word.form |= S_formNibbles;
+  for (int i = 0; i < plan.length; ++i) {
+    uint16_t unit = plan.units[i];
+    unsigned char nibble = static_cast<unsigned char>(unit <= '9' ? unit - '0' : unit - 'a' + 10);
+    if ((i & 1) == 0) {
+      out[i / 2] = static_cast<unsigned char>(nibble << 4);
+    } else {
+      out[i / 2] = static_cast<unsigned char>(out[i / 2] | nibble);
+    }
+  }
+  return word;
+}
+
+static int sOutOfLineBytes(const SPacked& word) {
+  if ((word.form & S_formInline) != 0) return 0;
+  return (word.form & S_formNibbles) != 0 ? (word.length + 1) / 2 : word.length;
+}
+
+// Gives the length; `out` has room for S_packedMax units.
+static int sUnpack(const SAttributeBlock* block, const SPacked& word, uint16_t* out) {
+  bool inlined = (word.form & S_formInline) != 0;
+  int length = inlined ? word.inlineLength : word.length;
+  const unsigned char* in = inlined ? word.InlineText() : block->Bytes() + word.offset;
+  if ((word.form & S_formNibbles) == 0) {
+    for (int i = 0; i < length; ++i) out[i] = in[i];
+    return length;
+  }
+  for (int k = 0; k < length / 2; ++k) {
+    out[2 * k] = static_cast<uint16_t>(S_hexDigits[in[k] >> 4]);
+    out[2 * k + 1] = static_cast<uint16_t>(S_hexDigits[in[k] & 0xF]);
+  }
+  if ((length & 1) != 0) out[length - 1] = static_cast<uint16_t>(S_hexDigits[in[length / 2] >> 4]);
+  return length;
+}
+
+static void sReleaseBlock(SAttributeBlock* block) {
+  if (block == nullptr) return;
+  SAttributeSlot* slots = block->Slots();
+  for (int i = 0; i < block->count; ++i) {
+    if (!block->IsPacked(i)) slots[i].value.text.~DString();
+    slots[i].~SAttributeSlot();
+  }
+  ::operator delete(block);
+}
+
+// A new block with the slots of `from` (null: none), source slot `skip` left out and an
+// unset slot opened at new index `gap` (each -1 for none), and `extra` bytes reserved
+// behind the copied ones, at `extraOffset`. The caller sets the gap's name and value.
+static SAttributeBlock* sRebuild(const SAttributeBlock* from, int skip, int gap, int extra, int& extraOffset) {
+  int sourceCount = from == nullptr ? 0 : from->count;
+  int count = sourceCount - (skip >= 0 ? 1 : 0) + (gap >= 0 ? 1 : 0);
+  int bytes = extra;
+  for (int i = 0; i < sourceCount; ++i) {
+    if (i != skip && from->IsPacked(i)) bytes += sOutOfLineBytes(from->Slots()[i].value.packed);
+  }
+  int slotsEnd = static_cast<int>(sizeof(SAttributeBlock) + static_cast<size_t>(count) * sizeof(SAttributeSlot));
+  SAttributeBlock* block = static_cast<SAttributeBlock*>(::operator new(static_cast<size_t>(slotsEnd + bytes)));
+  block->content = from == nullptr ? nullptr : from->content;
+  block->count = static_cast<uint16_t>(count);
+  block->spare = 0;
+  block->packedSlots = 0;
+  int cursor = slotsEnd;
+  int target = 0;
+  for (int i = 0; i < sourceCount; ++i) {
+    if (i == skip) continue;
+    if (target == gap) ++target;
+    const SAttributeSlot& source = from->Slots()[i];
+    SAttributeSlot* slot = new (block->Slots() + target) SAttributeSlot(source.name);
+    if (!from->IsPacked(i)) {
+      new (&slot->value.text) DString(source.value.text);
+    } else {
+      slot->value.packed = source.value.packed;
+      int size = sOutOfLineBytes(source.value.packed);
+      if (size > 0) {
+        std::memcpy(block->Bytes() + cursor, from->Bytes() + source.value.packed.offset, static_cast<size_t>(size));
+        slot->value.packed.offset = static_cast<uint16_t>(cursor);
+        cursor += size;
+      }
+      block->packedSlots |= 1u << target;
+    }
+    ++target;
+  }
+  extraOffset = cursor;
+  return block;
+}
+
+SElementContent* ZYNAdmXmlElementInternal::GetContent() const {
+  if (attributes == nullptr) return nullptr;
+  return listed ? List()->content : Block()->content;
+}
+
+// An element with content but no attributes has a block of no slots.
+SElementContent& ZYNAdmXmlElementInternal::Content() {
+  if (attributes == nullptr) {
+    int unused = 0;
+    attributes = sRebuild(nullptr, -1, -1, 0, unused);
+  }
+  SElementContent*& content = listed ? List()->content : Block()->content;
+  if (content == nullptr) content = new SElementContent();
+  return *content;
+}
+
+// Fills the value of a slot that has none yet.
+static void sStoreValue(SAttributeBlock* block, int i, const DString& value, bool packed, const SPlan& plan,
+                        int offset) {
+  SAttributeSlot& slot = block->Slots()[i];
+  if (!packed) {
+    new (&slot.value.text) DString(value);
+    block->packedSlots &= ~(1u << i);
+    return;
+  }
+  slot.value.packed = sPack(plan, block->Bytes(), offset);
+  block->packedSlots |= 1u << i;
+}
+
+static DString sValueCopy(const SAttributeBlock* block, int i) {
+  const SAttributeSlot& slot = block->Slots()[i];
+  if (!block->IsPacked(i)) return slot.value.text;
+  uint16_t units[S_packedMax];
+  int length = sUnpack(block, slot.value.packed, units);
+  return DString(units, length);
+}
+
+// The source of every empty result given by reference. Built on first use: DString's own
+// empty record may not exist yet when static constructors run.
+static const DString& sEmpty() {
+  static const DString S_empty;
+  return S_empty;
+}
+
+// A borrowed view: the compact value becomes a string for good. Without memory for it
+// the value stays as it is and the view is empty.
+static const DString& sValueView(const SAttributeBlock* constBlock, int i) {
+  SAttributeBlock* block = const_cast<SAttributeBlock*>(constBlock);
+  SAttributeSlot& slot = block->Slots()[i];
+  if (!block->IsPacked(i)) return slot.value.text;
+  uint16_t units[S_packedMax];
+  int length = sUnpack(block, slot.value.packed, units);
+  DString text(units, length);
+  if (text.Length() != length) return sEmpty();
+  new (&slot.value.text) DString(text);
+  block->packedSlots &= ~(1u << i);
+  return slot.value.text;
+}
+
+// Index of `name` in the block, or of the first greater name (count when none); `equal`
+// tells which.
+static int sFindSlot(const SAttributeBlock* block, const DString& name, bool& equal) {
+  equal = false;
+  int count = block == nullptr ? 0 : block->count;
+  for (int i = 0; i < count; ++i) {
+    int order = DString::Compare(&block->Slots()[i].name, &name);
+    if (order == 0) equal = true;
+    if (order >= 0) return i;
+  }
+  return count;
+}
+
+static SAttributeList* sToList(const SAttributeBlock* block) {
+  SAttributeList* list = new SAttributeList();
+  ZYNAdmXmlAttributeNode** link = &list->first;
+  for (int i = 0; i < block->count; ++i) {
+    *link = new ZYNAdmXmlAttributeNode{nullptr, block->Slots()[i].name, sValueCopy(block, i)};
+    link = &(*link)->next;
+  }
+  list->count = block->count;
+  list->content = block->content;
+  return list;
 }
 
 // Releasing a body may release its children and so on down a tree of any depth. Bodies
@@ -64,6 +379,7 @@ static thread_local ZYNAdmXmlElementInternal* S_destroyQueue = nullptr;
 static thread_local bool S_destroying = false;
 
 static void sDestroyBody(ZYNAdmXmlElementInternal* body) {
+  body->name.~DString();
   body->nextToDestroy = S_destroyQueue;
   S_destroyQueue = body;
   if (S_destroying) return;
@@ -77,46 +393,36 @@ static void sDestroyBody(ZYNAdmXmlElementInternal* body) {
 }
 
 // Children go first, in order, each release possibly destroying a whole subtree.
+// The name went when the body was queued.
 ZYNAdmXmlElementInternal::~ZYNAdmXmlElementInternal() {
   refCount = 0;
-  ZYNAdmXmlChildNode* child = firstChild;
-  while (child != nullptr) {
-    ZYNAdmXmlChildNode* next = child->next;
-    delete child;
-    child = next;
+  if (SElementContent* content = GetContent()) {
+    ZYNAdmXmlChildNode* child = content->firstChild;
+    while (child != nullptr) {
+      ZYNAdmXmlChildNode* next = child->next;
+      delete child;
+      child = next;
+    }
+    content->firstChild = nullptr;
+    content->lastChild = nullptr;
+    delete content;
   }
-  firstChild = nullptr;
-  lastChild = nullptr;
-  ZYNAdmXmlAttributeNode* attribute = firstAttribute;
-  while (attribute != nullptr) {
-    ZYNAdmXmlAttributeNode* next = attribute->next;
-    delete attribute;
-    attribute = next;
-  }
-  firstAttribute = nullptr;
-  delete attributeIndex;
-  attributeIndex = nullptr;
+  delete List();
+  sReleaseBlock(Block());
+  attributes = nullptr;
 }
 
 ZYNAdmXmlElement ZYNAdmXmlElement::_orphan;
 
-// The source of every empty result given by reference. Built on first use: DString's own
-// empty record may not exist yet when static constructors run.
-static const DString& sEmpty() {
-  static const DString S_empty;
-  return S_empty;
-}
-
 // Walks the sorted list up to `name`. Gives the node holding it, or null when a greater
 // name (or the end) shows that it is absent.
-static ZYNAdmXmlAttributeNode* sFindAttribute(const ZYNAdmXmlElementInternal* body,
-                                              const DString& name) {
-  if (body == nullptr) return nullptr;
-  if (body->attributeIndex != nullptr) {
-    SAttributeIndex::const_iterator it = body->attributeIndex->find(name);
-    return it == body->attributeIndex->end() ? nullptr : it->second;
+static ZYNAdmXmlAttributeNode* sFindAttribute(const SAttributeList* list, const DString& name) {
+  if (list == nullptr) return nullptr;
+  if (list->index != nullptr) {
+    SAttributeIndex::const_iterator it = list->index->find(name);
+    return it == list->index->end() ? nullptr : it->second;
   }
-  for (ZYNAdmXmlAttributeNode* node = body->firstAttribute; node != nullptr; node = node->next) {
+  for (ZYNAdmXmlAttributeNode* node = list->first; node != nullptr; node = node->next) {
     int order = DString::Compare(&node->name, &name);
     if (order == 0) return node;
     if (order > 0) return nullptr;
@@ -181,11 +487,36 @@ ZYNAdmXmlElement ZYNAdmXmlElement::Clone(unsigned char deep) const {
   return result;
 }
 
+static void sCopyAttributes(const ZYNAdmXmlElementInternal* source, ZYNAdmXmlElementInternal* body) {
+  if (const SAttributeBlock* block = source->Block()) {
+    int unused = 0;
+    SAttributeBlock* copy = sRebuild(block, -1, -1, 0, unused);
+    copy->content = nullptr;  // the clone builds its own
+    body->attributes = copy;
+    return;
+  }
+  const SAttributeList* from = source->List();
+  if (from == nullptr) return;
+  SAttributeList* list = new SAttributeList();
+  ZYNAdmXmlAttributeNode** link = &list->first;
+  for (ZYNAdmXmlAttributeNode* node = from->first; node != nullptr; node = node->next) {
+    *link = new ZYNAdmXmlAttributeNode{nullptr, node->name, node->value};
+    link = &(*link)->next;
+  }
+  list->count = from->count;
+  list->BuildIndex();
+  body->attributes = list;
+  body->listed = true;
+}
+
 static void sCopyBody(const ZYNAdmXmlElementInternal* source, ZYNAdmXmlElementInternal* body, bool deep,
                       std::vector<std::pair<const ZYNAdmXmlElementInternal*, ZYNAdmXmlElementInternal*> >& work) {
+  sCopyAttributes(source, body);  // first: the content hangs off the attributes
   body->name = source->name;
-  body->value = source->value;
-  for (ZYNAdmXmlChildNode* from = source->firstChild; from != nullptr; from = from->next) {
+  SElementContent* content = source->GetContent();
+  const DString& text = content == nullptr ? sEmpty() : content->value;
+  if (!text.IsEmpty()) body->Content().value = text;
+  for (ZYNAdmXmlChildNode* from = source->FirstChild(); from != nullptr; from = from->next) {
     ZYNAdmXmlChildNode* node = new ZYNAdmXmlChildNode{nullptr, ZYNAdmXmlElement(), body};
     if (!deep) {
       node->child = from->child;
@@ -194,58 +525,54 @@ static void sCopyBody(const ZYNAdmXmlElementInternal* source, ZYNAdmXmlElementIn
       ZYNAdmXmlElement::_AdoptBody(node->child, fresh);
       work.emplace_back(grandSource, fresh);
     }
-    if (body->lastChild == nullptr) {
-      body->firstChild = node;
+    SElementContent& own = body->Content();
+    if (own.lastChild == nullptr) {
+      own.firstChild = node;
     } else {
-      body->lastChild->next = node;
+      own.lastChild->next = node;
     }
-    body->lastChild = node;
+    own.lastChild = node;
   }
-  ZYNAdmXmlAttributeNode** link = &body->firstAttribute;
-  for (ZYNAdmXmlAttributeNode* from = source->firstAttribute; from != nullptr; from = from->next) {
-    *link = new ZYNAdmXmlAttributeNode{nullptr, from->name, from->value};
-    link = &(*link)->next;
-  }
-  body->attributeCount = source->attributeCount;
-  body->BuildIndex();
 }
 
 int ZYNAdmXmlElement::AddChild(const ZYNAdmXmlElement& child) {
   if (child.IsOrphan() || !_EnsureBody()) return 0;
   ZYNAdmXmlChildNode* node = new ZYNAdmXmlChildNode{nullptr, child, _p};
-  if (_p->lastChild == nullptr) {
-    _p->firstChild = node;
+  SElementContent& content = _p->Content();
+  if (content.lastChild == nullptr) {
+    content.firstChild = node;
   } else {
-    _p->lastChild->next = node;
+    content.lastChild->next = node;
   }
-  _p->lastChild = node;
+  content.lastChild = node;
   return 1;
 }
 
 void ZYNAdmXmlElement::RemoveChild(const ZYNAdmXmlElement& child) {
-  if (child.IsOrphan() || IsOrphan() || _p == nullptr) return;
+  if (child.IsOrphan() || IsOrphan() || _p == nullptr || _p->GetContent() == nullptr) return;
+  SElementContent& content = *_p->GetContent();
   ZYNAdmXmlChildNode* previous = nullptr;
-  ZYNAdmXmlChildNode* node = _p->firstChild;
+  ZYNAdmXmlChildNode* node = content.firstChild;
   while (node != nullptr && node->child._p != child._p) {
     previous = node;
     node = node->next;
   }
   if (node == nullptr) return;
   if (previous == nullptr) {
-    _p->firstChild = node->next;
+    content.firstChild = node->next;
   } else {
     previous->next = node->next;
   }
-  if (_p->lastChild == node) _p->lastChild = previous;
+  if (content.lastChild == node) content.lastChild = previous;
   // `child` may be the very handle in the node; it must not be read after this.
   delete node;
 }
 
-void* ZYNAdmXmlElement::GetChildren() const { return _p == nullptr ? nullptr : _p->firstChild; }
+void* ZYNAdmXmlElement::GetChildren() const { return _p == nullptr ? nullptr : _p->FirstChild(); }
 
 const ZYNAdmXmlElement& ZYNAdmXmlElement::GetChild(void*& iterator) const {
   ZYNAdmXmlChildNode* node = static_cast<ZYNAdmXmlChildNode*>(iterator);
-  if (_p == nullptr || _p->firstChild == nullptr || node == nullptr || node->parent != _p) {
+  if (_p == nullptr || _p->FirstChild() == nullptr || node == nullptr || node->parent != _p) {
     iterator = nullptr;
     return _orphan;
   }
@@ -264,73 +591,151 @@ const DString& ZYNAdmXmlElement::GetNameRef() const {
 }
 
 const DString& ZYNAdmXmlElement::GetValueRef() const {
-  return _p == nullptr ? sEmpty() : _p->value;
+  SElementContent* content = _p == nullptr ? nullptr : _p->GetContent();
+  return content == nullptr ? sEmpty() : content->value;
 }
 
 DString ZYNAdmXmlElement::GetName() const { return _p == nullptr ? DString() : _p->name; }
 
 int ZYNAdmXmlElement::SetValue(const DString& value) {
   if (!_EnsureBody()) return 0;
-  _p->value = value;
-  return _p->value == value ? 1 : 0;
+  if (_p->GetContent() == nullptr && value.IsEmpty()) return 1;  // no text is what it holds
+  DString& stored = _p->Content().value;
+  stored = value;
+  return stored == value ? 1 : 0;
 }
 
-DString ZYNAdmXmlElement::GetValue() const { return _p == nullptr ? DString() : _p->value; }
+DString ZYNAdmXmlElement::GetValue() const { return GetValueRef(); }
 
-int ZYNAdmXmlElement::SetAttributeValue(const DString& name, const DString& value) {
-  if (name.IsEmpty() || !_EnsureBody()) return 0;
-  ZYNAdmXmlAttributeNode** link = &_p->firstAttribute;
-  SAttributeIndex* index = _p->attributeIndex;
+static void sSetListed(SAttributeList* list, const DString& name, const DString& value) {
+  ZYNAdmXmlAttributeNode** link = &list->first;
+  SAttributeIndex* index = list->index;
   if (index != nullptr) {
     SAttributeIndex::iterator at = index->lower_bound(name);
     if (at != index->end() && DString::Compare(&at->first, &name) == 0) {
       at->second->value = value;
-      return 1;
+      return;
     }
     if (at != index->begin()) link = &std::prev(at)->second->next;
     *link = new ZYNAdmXmlAttributeNode{*link, name, value};
     index->emplace_hint(at, name, *link);
-    ++_p->attributeCount;
-    return 1;
+    ++list->count;
+    return;
   }
   for (; *link != nullptr; link = &(*link)->next) {
     int order = DString::Compare(&(*link)->name, &name);
     if (order == 0) {
       (*link)->value = value;
-      return 1;
+      return;
     }
     if (order > 0) break;
   }
   *link = new ZYNAdmXmlAttributeNode{*link, name, value};
-  ++_p->attributeCount;
-  _p->BuildIndex();
+  ++list->count;
+  list->BuildIndex();
+}
+
+// A new value for slot `i` where it needs no bytes behind the slots. `value` may be the slot's own text, so it is read before that goes.
+static void sReplaceInPlace(SAttributeBlock* block, int i, const DString& value, bool packed, const SPlan& plan) {
+  SAttributeSlot& slot = block->Slots()[i];
+  if (!packed) {
+    if (block->IsPacked(i)) {
+      new (&slot.value.text) DString(value);
+      block->packedSlots &= ~(1u << i);
+    } else {
+      slot.value.text = value;
+    }
+    return;
+  }
+  SPacked word = sPack(plan, block->Bytes(), 0);
+  if (!block->IsPacked(i)) slot.value.text.~DString();
+  slot.value.packed = word;
+  block->packedSlots |= 1u << i;
+}
+
+int ZYNAdmXmlElement::SetAttributeValue(const DString& name, const DString& value) {
+  if (name.IsEmpty() || !_EnsureBody()) return 0;
+  if (SAttributeList* list = _p->List()) {
+    sSetListed(list, name, value);
+    return 1;
+  }
+  SAttributeBlock* block = _p->Block();
+  bool equal = false;
+  int at = sFindSlot(block, name, equal);
+  if (!equal && block != nullptr && block->count >= S_indexThreshold) {
+    _p->attributes = sToList(block);
+    _p->listed = true;
+    sReleaseBlock(block);
+    sSetListed(_p->List(), name, value);
+    return 1;
+  }
+  SPlan plan;
+  bool packed = sPlanPacking(value, plan);
+  int extra = packed ? plan.outOfLine : 0;
+  if (equal && extra == 0) {
+    sReplaceInPlace(block, at, value, packed, plan);
+    return 1;
+  }
+  int offset = 0;
+  SAttributeBlock* fresh = sRebuild(block, equal ? at : -1, at, extra, offset);
+  new (fresh->Slots() + at) SAttributeSlot(equal ? block->Slots()[at].name : name);
+  sStoreValue(fresh, at, value, packed, plan, offset);
+  _p->attributes = fresh;
+  sReleaseBlock(block);
   return 1;
 }
 
+// Gives the value of `name` in `found`; false where there is no such attribute.
+static bool sLookUp(const ZYNAdmXmlElementInternal* body, const DString& name, DString& found) {
+  if (body == nullptr) return false;
+  if (const SAttributeList* list = body->List()) {
+    ZYNAdmXmlAttributeNode* node = sFindAttribute(list, name);
+    if (node == nullptr) return false;
+    found = node->value;
+    return true;
+  }
+  bool equal = false;
+  int at = sFindSlot(body->Block(), name, equal);
+  if (!equal) return false;
+  found = sValueCopy(body->Block(), at);
+  return true;
+}
+
 DString ZYNAdmXmlElement::GetAttributeValue(const DString& name) const {
-  ZYNAdmXmlAttributeNode* node = sFindAttribute(_p, name);
-  return node == nullptr ? DString() : node->value;
+  DString value;
+  sLookUp(_p, name, value);
+  return value;
 }
 
 DString ZYNAdmXmlElement::GetAttributeValue(const DString& name,
                                             const DString& defaultValue) const {
-  ZYNAdmXmlAttributeNode* node = sFindAttribute(_p, name);
-  return node == nullptr ? defaultValue : node->value;
+  DString value;
+  return sLookUp(_p, name, value) ? value : defaultValue;
 }
 
 DString ZYNAdmXmlElement::GetAttributeValue(const DString& name, const DString& defaultValue,
                                             unsigned char& found) const {
   found = 0;
-  ZYNAdmXmlAttributeNode* node = sFindAttribute(_p, name);
-  if (node == nullptr) return defaultValue;
+  DString value;
+  if (!sLookUp(_p, name, value)) return defaultValue;
   found = 1;
-  return node->value;
+  return value;
 }
 
-void ZYNAdmXmlElement::RemoveAttribute(const DString& name) {
-  if (IsOrphan() || _p == nullptr) return;
-  ZYNAdmXmlAttributeNode** link = &_p->firstAttribute;
-  SAttributeIndex* index = _p->attributeIndex;
+const DString& ZYNAdmXmlElement::GetAttributeValueRef(const DString& name) const {
+  if (_p == nullptr) return sEmpty();
+  if (const SAttributeList* list = _p->List()) {
+    ZYNAdmXmlAttributeNode* node = sFindAttribute(list, name);
+    return node == nullptr ? sEmpty() : node->value;
+  }
+  bool equal = false;
+  int at = sFindSlot(_p->Block(), name, equal);
+  return equal ? sValueView(_p->Block(), at) : sEmpty();
+}
+
+static void sRemoveListed(SAttributeList* list, const DString& name) {
+  ZYNAdmXmlAttributeNode** link = &list->first;
+  SAttributeIndex* index = list->index;
   if (index != nullptr) {
     SAttributeIndex::iterator at = index->find(name);
     if (at == index->end()) return;
@@ -347,33 +752,111 @@ void ZYNAdmXmlElement::RemoveAttribute(const DString& name) {
   ZYNAdmXmlAttributeNode* node = *link;
   *link = node->next;
   delete node;
-  --_p->attributeCount;
+  --list->count;
+}
+
+void ZYNAdmXmlElement::RemoveAttribute(const DString& name) {
+  if (IsOrphan() || _p == nullptr) return;
+  if (SAttributeList* list = _p->List()) {
+    sRemoveListed(list, name);
+    return;
+  }
+  SAttributeBlock* block = _p->Block();
+  bool equal = false;
+  int at = sFindSlot(block, name, equal);
+  if (!equal) return;
+  int unused = 0;
+  bool last = block->count == 1 && block->content == nullptr;
+  _p->attributes = last ? nullptr : sRebuild(block, at, -1, 0, unused);
+  sReleaseBlock(block);
 }
 
 void* ZYNAdmXmlElement::GetAttributes() const {
-  return _p == nullptr ? nullptr : _p->firstAttribute;
+  if (_p == nullptr) return nullptr;
+  if (const SAttributeList* list = _p->List()) return list->first;
+  SAttributeBlock* block = _p->Block();
+  return block == nullptr || block->count == 0 ? nullptr : block->Slots();
+}
+
+// Index of the slot at `iterator`, or -1 when it isn't one of this block's.
+static int sSlotIndex(const SAttributeBlock* block, const void* iterator) {
+  if (block == nullptr || iterator == nullptr) return -1;
+  uintptr_t first = reinterpret_cast<uintptr_t>(block->Slots());
+  uintptr_t at = reinterpret_cast<uintptr_t>(iterator);
+  if (at < first || (at - first) % sizeof(SAttributeSlot) != 0) return -1;
+  uintptr_t index = (at - first) / sizeof(SAttributeSlot);
+  return index < block->count ? static_cast<int>(index) : -1;
+}
+
+static void* sNextSlot(const SAttributeBlock* block, int index) {
+  return index + 1 < block->count ? const_cast<SAttributeSlot*>(block->Slots() + index + 1) : nullptr;
 }
 
 DString ZYNAdmXmlElement::GetAttributeName(void*& iterator) const {
-  ZYNAdmXmlAttributeNode* wanted = static_cast<ZYNAdmXmlAttributeNode*>(iterator);
+  void* wanted = iterator;
   iterator = nullptr;
   if (_p == nullptr || wanted == nullptr) return DString();
-  // An iterator of another element must not be followed: it may be stale.
-  for (ZYNAdmXmlAttributeNode* node = _p->firstAttribute; node != nullptr; node = node->next) {
-    if (node != wanted) continue;
-    iterator = node->next;
-    return node->name;
+  if (const SAttributeList* list = _p->List()) {
+    // An iterator of another element must not be followed: it may be stale.
+    for (ZYNAdmXmlAttributeNode* node = list->first; node != nullptr; node = node->next) {
+      if (node != wanted) continue;
+      iterator = node->next;
+      return node->name;
+    }
+    return DString();
   }
-  return DString();
+  const SAttributeBlock* block = _p->Block();
+  int index = sSlotIndex(block, wanted);
+  if (index < 0) return DString();
+  iterator = sNextSlot(block, index);
+  return block->Slots()[index].name;
 }
 
 const DString* ZYNAdmXmlElement::NextAttribute(void*& iterator, const DString*& value) const {
-  ZYNAdmXmlAttributeNode* node = static_cast<ZYNAdmXmlAttributeNode*>(iterator);
-  if (_p == nullptr || node == nullptr) {
+  if (_p == nullptr || iterator == nullptr) {
     iterator = nullptr;
     return nullptr;
   }
-  iterator = node->next;
-  value = &node->value;
-  return &node->name;
+  if (_p->listed) {
+    ZYNAdmXmlAttributeNode* node = static_cast<ZYNAdmXmlAttributeNode*>(iterator);
+    iterator = node->next;
+    value = &node->value;
+    return &node->name;
+  }
+  const SAttributeBlock* block = _p->Block();
+  int index = static_cast<int>(static_cast<SAttributeSlot*>(iterator) - block->Slots());
+  iterator = sNextSlot(block, index);
+  value = &sValueView(block, index);
+  return &block->Slots()[index].name;
+}
+
+const DString* ZYNAdmXmlElement::_NextAttributeUnits(void*& iterator, const unsigned short*& units, int& length,
+                                                     unsigned short* scratch) const {
+  if (_p == nullptr || iterator == nullptr) {
+    iterator = nullptr;
+    return nullptr;
+  }
+  const DString* text;
+  const DString* name;
+  if (_p->listed) {
+    ZYNAdmXmlAttributeNode* node = static_cast<ZYNAdmXmlAttributeNode*>(iterator);
+    iterator = node->next;
+    text = &node->value;
+    name = &node->name;
+  } else {
+    const SAttributeBlock* block = _p->Block();
+    int index = static_cast<int>(static_cast<SAttributeSlot*>(iterator) - block->Slots());
+    iterator = sNextSlot(block, index);
+    const SAttributeSlot& slot = block->Slots()[index];
+    name = &slot.name;
+    if (block->IsPacked(index)) {
+      length = sUnpack(block, slot.value.packed, scratch);
+      units = scratch;
+      return name;
+    }
+    text = &slot.value.text;
+  }
+  units = text->ConvertToUCChar();
+  length = text->Length();
+  return name;
 }

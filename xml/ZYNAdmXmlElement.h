@@ -12,7 +12,8 @@ struct ZYNAdmXmlAttributeNode;
 // trees serialise to equal bytes whatever order built them.
 //
 // Copying a handle shares the body; only Clone parts two handles. The reference count is
-// plain: a tree and all its handles belong to one thread at a time.
+// plain: a tree and all its handles belong to one thread at a time. That holds for
+// readers too: a borrowed view of a compact attribute value writes the element.
 //
 // `_orphan` is the null element, handed out by reference where there is no element.
 // Every operation that could change an element refuses it, so a chain of calls on a
@@ -67,6 +68,7 @@ class ZYNAdmXmlElement {
                             unsigned char& found) const;
   void RemoveAttribute(const DString& name);
   // Iteration in ascending name order: it = GetAttributes(); while (it) GetAttributeName(it).
+  // Any change of the attributes may invalidate the element's attribute iterators.
   void* GetAttributes() const;
   // Empty text and a null iterator when the iterator isn't one of this element's nodes.
   DString GetAttributeName(void*& iterator) const;
@@ -79,6 +81,15 @@ class ZYNAdmXmlElement {
   // One step of a walk begun with GetAttributes() on this very element: the name, with
   // `value` set, or null at the end. Unlike GetAttributeName it trusts the iterator.
   const DString* NextAttribute(void*& iterator, const DString*& value) const;
+  // The value of one attribute, borrowed as above; empty text where there is none.
+  const DString& GetAttributeValueRef(const DString& name) const;
+
+  // For the writer: as NextAttribute, but the value comes as units, and one held in the
+  // compact form is decoded into `scratch` (room for _scratchUnits) rather than made a
+  // string that would then stay with the element.
+  static const int _scratchUnits = 1024;
+  const DString* _NextAttributeUnits(void*& iterator, const unsigned short*& units, int& length,
+                                     unsigned short* scratch) const;
 
   // Neither of these is an operation of the model; they spare callers a pointer test.
   bool IsOrphan() const { return this == &_orphan; }

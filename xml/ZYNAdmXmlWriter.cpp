@@ -27,6 +27,7 @@ const unsigned short S_hexchar[] = {'0', '1', '2', '3', '4', '5', '6', '7',
 struct SOutput {
   unsigned char buffer[kBufferSize];
   int count;
+  unsigned short scratch[ZYNAdmXmlElement::_scratchUnits];
   ZYNAdmOutputStream& stream;
 
   explicit SOutput(ZYNAdmOutputStream& target) : count(0), stream(target) {}
@@ -144,9 +145,7 @@ bool sWriteName(SOutput& out, const DString& name) {
 // needs no escape keeps its bytes and takes whichever quote it doesn't contain; only a
 // value with both quotes, `<`, `&` or a control unit is rewritten between double quotes.
 // `'` and `>` are never escaped.
-bool sWriteAttributeValue(SOutput& out, const DString& value) {
-  const unsigned short* units = value.ConvertToUCChar();
-  int length = value.Length();
+bool sWriteAttributeValue(SOutput& out, const unsigned short* units, int length) {
   bool needsEscape = false;
   bool hasQuot = false;
   bool hasApos = false;
@@ -199,14 +198,17 @@ bool sWriteText(SOutput& out, const DString& text) {
   return sWriteToBuffer(out, units + start, length - start);
 }
 
+// Compact values are read through the scratch units, so writing a tree leaves it as
+// small as it was.
 bool sWriteAttributes(SOutput& out, const ZYNAdmXmlElement& element) {
   void* iterator = element.GetAttributes();
-  const DString* value = nullptr;
-  while (const DString* name = element.NextAttribute(iterator, value)) {
+  const unsigned short* units = nullptr;
+  int length = 0;
+  while (const DString* name = element._NextAttributeUnits(iterator, units, length, out.scratch)) {
     if (!sPutByte(out, ' ')) return false;
     if (name->IsEmpty()) return false;
     if (!sWriteName(out, *name) || !sPutByte(out, '=')) return false;
-    if (!sWriteAttributeValue(out, *value)) return false;
+    if (!sWriteAttributeValue(out, units, length)) return false;
   }
   return true;
 }

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
@@ -60,6 +61,50 @@ TEST(XmlRoundTrip, WrittenTreesReadBackToTheSameBytes) {
     const std::string compact = sWrite(tree, false);
     EXPECT_EQ(compact, sWrite(sParse(compact), false));
     EXPECT_EQ(compact, sWrite(sParse(sWrite(tree, true)), false));
+  }
+}
+
+bool sSameUnits(const DString& a, const DString& b) {
+  return a.Length() == b.Length() &&
+         std::equal(a.ConvertToUCChar(), a.ConvertToUCChar() + a.Length(), b.ConvertToUCChar());
+}
+
+// Values an element keeps packed (Latin-1 bytes, hex nibbles, in the slot or behind it)
+// beside ones it keeps as strings, in a block and past the 32 that turn it into a list.
+TEST(XmlRoundTrip, PackedAndPlainValuesReadBackUnitForUnit) {
+  const std::wstring hex = L"0123456789abcdef";
+  const std::wstring values[] = {
+      hex + hex + hex + hex, L"abc", L"1700000000", L"123456789012", L"1234567890123",
+      L"abcdeg", L"abcdefg", L"ABCDEF", L"/d\xE9j\xE0/\xFF\x80.bin", L"q\"o'te<&>\t\n\r",
+      L"\x4E2D\x6587", L"a\x100", std::wstring(1024, L'x'), std::wstring(1025, L'7'), L"",
+  };
+  const int kinds = static_cast<int>(sizeof values / sizeof values[0]);
+  for (int count : {kinds, 40}) {
+    ZYNAdmXmlElement element(L"e");
+    std::vector<DString> expected;
+    for (int i = 0; i < count; ++i) {
+      expected.push_back(DString(values[i % kinds].c_str()));
+      element.SetAttributeValue(DString::FromNum(100 + i, "%d"), expected.back());
+    }
+    element.SetAttributeValue(L"100", L"1");  // a packed value replaced in its slot
+    expected[0] = L"1";
+    ZYNAdmXmlElement clone = element.Clone(1);
+    clone.SetAttributeValue(L"101", L"\x4E2D");
+    clone.SetAttributeValue(L"110", L"00ff");
+    const std::string bytes = sWrite(element, false);
+    ZYNAdmXmlElement read = sParse(bytes);
+    void* it = element.GetAttributes();
+    const DString* view = nullptr;
+    for (int i = 0; i < count; ++i) {
+      DString name = DString::FromNum(100 + i, "%d");
+      EXPECT_TRUE(sSameUnits(expected[i], element.GetAttributeValue(name))) << count << " " << i;
+      EXPECT_TRUE(sSameUnits(expected[i], read.GetAttributeValue(name))) << count << " " << i;
+      ASSERT_TRUE(element.NextAttribute(it, view) != nullptr);
+      EXPECT_TRUE(sSameUnits(expected[i], *view)) << count << " " << i;
+    }
+    EXPECT_EQ(bytes, sWrite(element, false));  // the same once every value is a string
+    EXPECT_EQ(bytes, sWrite(read, false));
+    EXPECT_NE(bytes, sWrite(clone, false));
   }
 }
 
