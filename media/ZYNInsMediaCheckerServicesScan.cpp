@@ -457,13 +457,7 @@ int ZYNInsMediaCheckerServices::GetCDElt(DString root, DString relativePath, int
 // The value of `path` without copying the handle: the comparison runs n log n times.
 static DString const& sPathOf(ZYNAdmXmlElement const& element) {
   static DString const S_path(L"path");
-  static DString const S_none;
-  void* it = element.GetAttributes();
-  DString const* value = nullptr;
-  while (DString const* name = element.NextAttribute(it, value)) {
-    if (*name == S_path) return *value;
-  }
-  return S_none;
+  return element.GetAttributeValueRef(S_path);
 }
 
 int ZYNInsMediaCheckerServices::CompareEltsByPathAttr(const ZYNAdmXmlElement& a, const ZYNAdmXmlElement& b) {
@@ -472,9 +466,31 @@ int ZYNInsMediaCheckerServices::CompareEltsByPathAttr(const ZYNAdmXmlElement& a,
 
 // A stable sort gives the order of picking, again and again, the earliest of the smallest
 // children. A child without a name would never be picked and is dropped.
+static bool sIsInPathOrder(ZYNAdmXmlElement const& element) {
+  DString const* previous = nullptr;
+  void* it = element.GetChildren();
+  while (it != nullptr) {
+    DString const& path = sPathOf(element.GetChild(it));
+    if (previous != nullptr && DString::Compare(previous, &path) > 0) return false;
+    previous = &path;
+  }
+  return true;
+}
+
 void ZYNInsMediaCheckerServices::XmlEltSort(int (*compare)(const ZYNAdmXmlElement&, const ZYNAdmXmlElement&),
                                             ZYNAdmXmlElement& element) {
   ZYNAdmXmlElement sorted(element.GetName());
+  // The scan hands its elements over in path order already: they move over one by one,
+  // so that the two lists never hold them all at once.
+  if (compare == CompareEltsByPathAttr && sIsInPathOrder(element)) {
+    for (void* it = element.GetChildren(); it != nullptr; it = element.GetChildren()) {
+      ZYNAdmXmlElement child = element.GetChild(it);
+      if (!child.GetNameRef().IsEmpty()) sorted.AddChild(child);
+      element.RemoveChild(child);
+    }
+    element = sorted;
+    return;
+  }
   std::vector<ZYNAdmXmlElement> children;
   void* it = element.GetChildren();
   while (it != nullptr) children.push_back(element.GetChild(it));
@@ -488,9 +504,8 @@ void ZYNInsMediaCheckerServices::XmlEltSort(int (*compare)(const ZYNAdmXmlElemen
   order.reserve(children.size());
   for (ZYNAdmXmlElement const& child : children) order.push_back({&sPathOf(child), &child});
   if (compare == CompareEltsByPathAttr) {
-    auto less = [](SKeyed const& a, SKeyed const& b) { return DString::Compare(a.key, b.key) < 0; };
-    // The scan hands its elements over in path order already; one pass tells.
-    if (!std::is_sorted(order.begin(), order.end(), less)) std::stable_sort(order.begin(), order.end(), less);
+    std::stable_sort(order.begin(), order.end(),
+                     [](SKeyed const& a, SKeyed const& b) { return DString::Compare(a.key, b.key) < 0; });
   } else {
     std::stable_sort(order.begin(), order.end(),
                      [compare](SKeyed const& a, SKeyed const& b) { return compare(*a.child, *b.child) < 0; });
