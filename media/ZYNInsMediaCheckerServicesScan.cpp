@@ -283,7 +283,7 @@ struct SScanWalk {
   int totalFiles;
 };
 
-// Step of one regular file; 1 stops the walk. The element made, if any, lands in `entry`.
+// Step of one regular file: a ZYNInsWalkResult. The element made, if any, lands in `entry`.
 static int sScanFile(SScanWalk& walk, DString const& relativePath, SScanFolder& folder, SScanEntry& entry) {
   SScanVolume const& volume = walk.volume;
   ++walk.fileCount;
@@ -298,7 +298,7 @@ static int sScanFile(SScanWalk& walk, DString const& relativePath, SScanFolder& 
     DString label = volume.prefix + sProgress(sPercent(walk.fileCount, walk.totalFiles));
     DString pattern = label + (volume.assemblyMedia ? L"\n\"/P3\" /P4\n" : L"\n\"/P2\" /P3\n");
     walk.errors += ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(relativeFile, reason)));
-    return volume.generate ? 1 : 0;
+    return volume.generate ? ZYNInsWalkStopped : ZYNInsWalkDone;
   }
 
   DString timestamp = DString::FromNum(entry.hasTime ? entry.lastWriteTime : digest.lastWriteTime, "%lld");
@@ -314,12 +314,12 @@ static int sScanFile(SScanWalk& walk, DString const& relativePath, SScanFolder& 
   if (volume.generate) {
     ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(DString(L"[CD/P1]\ttimestamp=/P2\thash=/P3\tpath=/P4\n"),
                                               DStrings(volume.cdText, timestamp, hash, relativeFile)));
-    return 0;
+    return ZYNInsWalkDone;
   }
   DString label = volume.prefix + sProgress(sPercent(walk.fileCount, walk.totalFiles));
   DString pattern = label + (volume.assemblyMedia ? L"\t/P3\n" : L"\t/P2\n");
   ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(relativeFile))));
-  return 0;
+  return ZYNInsWalkDone;
 }
 
 // The order of two entries of one folder by the paths below them: a folder's files all
@@ -386,19 +386,19 @@ static int sWalkFolder(SScanWalk& walk, DString const& relativePath, SScanFolder
     if (entry.folder) {
       DString childPath = relativePath + L"/" + entry.name;
       int result = sWalk(walk, childPath, *entry.folder);
-      if (result == 1 && volume.generate) return 1;
+      if (result == ZYNInsWalkStopped && volume.generate) return ZYNInsWalkStopped;
       sReleaseListing(*entry.folder);  // its digests are all taken
       continue;
     }
     if (sIsSkippedFile(entry)) continue;
-    if (sScanFile(walk, relativePath, folder, entry) == 1) return 1;
+    if (sScanFile(walk, relativePath, folder, entry) == ZYNInsWalkStopped) return ZYNInsWalkStopped;
   }
-  if (!folder.failed) return 0;
+  if (!folder.failed) return ZYNInsWalkDone;
 
   // The enumerator's record would be pushed here and popped at once.
   DString pattern = volume.prefix + (volume.assemblyMedia ? L"\n/P3" : L"\n/P2");
   walk.errors += ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(folder.failure)));
-  return 1;
+  return ZYNInsWalkStopped;
 }
 
 // Walks `folder` and collects its elements in path order.
@@ -535,12 +535,12 @@ static int sCountChildren(ZYNAdmXmlElement const& parent, DString const& name) {
   return count;
 }
 
-// The path of a volume whose path nobody has given: 0 go on, 3 cancelled.
+// The path of a volume whose path nobody has given: ZYNInsScanDone, or ZYNInsScanCancelled.
 static int sComputeCDPath(int cdIndex, DString& cdPath) {
   sDebug(L" no path has been save for the volume ", sNumber(cdIndex) + L", try to compute it.");
   if (Options::IsPhysicalCD()) {
-    if (cdIndex > 1 && Services::AskForCD(cdIndex, DString(), cdPath) == 1) return 3;
-    return 0;
+    if (cdIndex > 1 && Services::AskForCD(cdIndex, DString(), cdPath) == ZYNInsAnswerStop) return ZYNInsScanCancelled;
+    return ZYNInsScanDone;
   }
   cdPath = Options::GetCDsPath() + L"/";
   if (Options::IsAM()) {
@@ -549,7 +549,7 @@ static int sComputeCDPath(int cdIndex, DString& cdPath) {
   }
   cdPath += sNumber(cdIndex);
   Options::SetCDPath(cdIndex, cdPath);
-  return 0;
+  return ZYNInsScanDone;
 }
 
 // Reads, counts, walks and sorts one volume into `cd`; the result of the walk.
@@ -574,39 +574,39 @@ static int sScanVolume(int cdIndex, DString const& cdPath, ZYNAdmXmlElement& cd,
   return result;
 }
 
-int ZYNInsMediaCheckerServices::GetMediaXmlView(ZYNAdmXmlElement& media, DString& errors) {
-  sDebug(L" start to build media's xml tree...");
-  bool generate = Options::IsGenerateMode();
-
-  DStrings list;
-  if (!Options::IsPhysicalCD() && GetCDsList(list) != 1) {
-    errors += ZYNAdmError::Pop();
-    return 1;
-  }
-
-  int count = 0;
+// What the scan takes from the reference (check mode) or the folders (generate mode)
+// before it builds its own tree.
+struct SMediaPlan {
+  int count = 0;  // volumes
   DString refHash;
   DString relText;
-  if (generate) {
-    count = list.GetLength() == 0 ? 1 : list.GetLength();
-  } else {
-    ZYNAdmXmlElement cds;
-    if (GetFirstElement(media, DString(L"CDs"), cds) == 0) {
-      errors += L"Internal error";
-      return 1;
-    }
-    count = sCountChildren(cds, DString(L"CD"));
-    refHash = ZYNAdmXmlHash::GetHash(media);
-    GetRelData(media, relText);
-  }
+  ZYNAdmXmlElement relData;
+};
 
-  // Everything needed from the reference is taken before the tree is reset.
-  ZYNAdmXmlElement relData(DString(L"RelData"));
-  if (!generate) {
-    ZYNAdmXmlElement reference;
-    GetFirstElement(media, DString(L"RelData"), reference);
-    relData = reference.Clone(1);
+// Step 3: the count of volumes and, in check mode, what each volume is checked against.
+static int sPlan(ZYNAdmXmlElement& media, DStrings const& list, SMediaPlan& plan, DString& errors) {
+  if (Options::IsGenerateMode()) {
+    plan.count = list.GetLength() == 0 ? 1 : list.GetLength();
+    plan.relData = ZYNAdmXmlElement(DString(L"RelData"));
+    return ZYNInsScanDone;
   }
+  ZYNAdmXmlElement cds;
+  if (Services::GetFirstElement(media, DString(L"CDs"), cds) == 0) {
+    errors += L"Internal error";
+    return ZYNInsScanFailed;
+  }
+  plan.count = sCountChildren(cds, DString(L"CD"));
+  plan.refHash = ZYNAdmXmlHash::GetHash(media);
+  Services::GetRelData(media, plan.relText);
+  // A copy: the reference's content goes with the reset of step 5.
+  ZYNAdmXmlElement reference;
+  Services::GetFirstElement(media, DString(L"RelData"), reference);
+  plan.relData = reference.Clone(1);
+  return ZYNInsScanDone;
+}
+
+// Steps 4 and 5: `media` becomes the empty view; gives its CDs element.
+static ZYNAdmXmlElement sResetToView(ZYNAdmXmlElement& media, ZYNAdmXmlElement const& relData) {
   media.Reset();
   media.SetName(DString(L"Media"));
   ZYNAdmXmlElement cds(DString(L"CDs"));
@@ -614,33 +614,55 @@ int ZYNInsMediaCheckerServices::GetMediaXmlView(ZYNAdmXmlElement& media, DString
   media.SetAttributeValue(DString(L"checkerVersion"), DString(L"1.1"));
   media.AddChild(relData);
   media.AddChild(cds);
+  return cds;
+}
 
+// Step 6 for volume `i`: its path, its identification in check mode, its scan. A
+// ZYNInsScanResult; a volume left out of -cds is done without a CD element.
+static int sVolumeStep(int i, SMediaPlan const& plan, ZYNAdmXmlElement& cds, DString& errors) {
+  bool generate = Options::IsGenerateMode();
+  sDebug(L" process CD [", sNumber(i - 1) + L"]");
   DStrings toCheck = Options::GetCDsToCheck();
-  for (int i = 1; i <= count; ++i) {
-    sDebug(L" process CD [", sNumber(i - 1) + L"]");
-    if (!generate && !toCheck.IsEmpty() && toCheck.Find(sNumber(i), 0) < 0) continue;
+  if (!generate && !toCheck.IsEmpty() && toCheck.Find(sNumber(i), 0) < 0) return ZYNInsScanDone;
 
-    ZYNAdmXmlElement cd(DString(L"CD"));
-    DString cdPath = Options::GetCDPath(i);
-    if (cdPath.IsEmpty() && sComputeCDPath(i, cdPath) == 3) return 3;
-    sDebug(L" CD path : ", cdPath);
+  ZYNAdmXmlElement cd(DString(L"CD"));
+  DString cdPath = Options::GetCDPath(i);
+  if (cdPath.IsEmpty() && sComputeCDPath(i, cdPath) == ZYNInsScanCancelled) return ZYNInsScanCancelled;
+  sDebug(L" CD path : ", cdPath);
 
-    if (!generate) {
-      sDebug(L" not in generation mode : check if the current Volume is the right one.");
-      ZYNAdmError::FlushStack();
-      int identified = CheckIfCorrectCD(i, refHash, relText);
-      if (identified != 1) {
-        if (ZYNAdmError::GetStackSize() != 0) errors += ZYNAdmError::Pop();
-        sDebug(L" Volume check failed !");
-        return identified;
-      }
-      cdPath = Options::GetCDPath(i);
-      sDebug(L" CD path after check : ", cdPath);
+  if (!generate) {
+    sDebug(L" not in generation mode : check if the current Volume is the right one.");
+    ZYNAdmError::FlushStack();
+    int identified = Services::CheckIfCorrectCD(i, plan.refHash, plan.relText);
+    if (identified != ZYNInsVolumeRight) {
+      if (ZYNAdmError::GetStackSize() != 0) errors += ZYNAdmError::Pop();
+      sDebug(L" Volume check failed !");
+      return identified;  // ZYNInsVolumeFailed and ZYNInsVolumeCancelled are the scan's 2 and 3
     }
-
-    int result = sScanVolume(i, cdPath, cd, errors);
-    if (result == 1 && generate) return 1;
-    cds.AddChild(cd);
+    cdPath = Options::GetCDPath(i);
+    sDebug(L" CD path after check : ", cdPath);
   }
-  return 0;
+
+  int walked = sScanVolume(i, cdPath, cd, errors);
+  if (walked == ZYNInsWalkStopped && generate) return ZYNInsScanFailed;
+  cds.AddChild(cd);  // in check mode also after a failed walk, with what was found
+  return ZYNInsScanDone;
+}
+
+int ZYNInsMediaCheckerServices::GetMediaXmlView(ZYNAdmXmlElement& media, DString& errors) {
+  sDebug(L" start to build media's xml tree...");
+  DStrings list;
+  if (!Options::IsPhysicalCD() && GetCDsList(list) != 1) {
+    errors += ZYNAdmError::Pop();
+    return ZYNInsScanFailed;
+  }
+  SMediaPlan plan;
+  int planned = sPlan(media, list, plan, errors);
+  if (planned != ZYNInsScanDone) return planned;
+  ZYNAdmXmlElement cds = sResetToView(media, plan.relData);
+  for (int i = 1; i <= plan.count; ++i) {
+    int result = sVolumeStep(i, plan, cds, errors);
+    if (result != ZYNInsScanDone) return result;
+  }
+  return ZYNInsScanDone;
 }
