@@ -48,7 +48,9 @@ static void sRelease(ZYNAdmErrorLocalInfo* info) {
     node = older;
   }
   ZYNAdmErrorGlobalData* global = ZYNAdmError::S_GlobalData;
-  if (QRTSysTSThreadLocalStorage::GetValue(global->key) == info) QRTSysTSThreadLocalStorage::SetValue(global->key, nullptr);
+  if (QRTSysTSThreadLocalStorage::GetValue(global->key) == info) {
+    QRTSysTSThreadLocalStorage::SetValue(global->key, nullptr);
+  }
   if (global->hasEndKey) pthread_setspecific(global->endKey, nullptr);
   delete info;
 }

@@ -271,8 +271,8 @@ TEST(ZYNInsMediaGenerateCli, WritesReplaceWholeFilesOrNothing) {
 
   std::string good = media.tree.Read("media/1/0data/MediaContent.xml");
   media.tree.File("media/1/TOC", "abc");
-  ChildResult r = RunZyn({"-c", "trap '' XFSZ; ulimit -f 0; exec \"$0\" \"$@\"", ZYN_EXE_PATH, "-generate", "-CD1Path", cd1},
-                         {}, "", "/bin/sh");
+  std::string noGrowth = "trap '' XFSZ; ulimit -f 0; exec \"$0\" \"$@\"";
+  ChildResult r = RunZyn({"-c", noGrowth, ZYN_EXE_PATH, "-generate", "-CD1Path", cd1}, {}, "", "/bin/sh");
   EXPECT_EQ(2, r.status);
   EXPECT_NE(std::string::npos, r.out.find("Unable to write to \"" + cd1 + "/0data/MediaContent.xml\""));
   EXPECT_EQ(good, media.tree.Read("media/1/0data/MediaContent.xml"));
@@ -284,9 +284,11 @@ TEST(ZYNInsMediaGenerateCli, ReadFaultIsAnAccessFailureNotTheEnd) {
   if (access("/usr/bin/strace", X_OK) != 0) GTEST_SKIP() << "no strace";
   Media media(kTwoVolumes);
   std::string rel = media.tree.File("rel.xml", "<R>" + std::string(4089, ' ') + "<p/></R>");
-  ChildResult r = RunZyn({"-qq", "-o", "/dev/null", "-P", rel, "-e", "trace=read", "-e", "inject=read:error=EIO:when=2+",
-                          ZYN_EXE_PATH, "-generate", "-CD1Path", media.Path("1"), "-relinfo", rel},
-                         {}, "", "/usr/bin/strace");
+  std::vector<std::string> trace = {"-qq", "-o", "/dev/null", "-P", rel, "-e", "trace=read", "-e",
+                                    "inject=read:error=EIO:when=2+", ZYN_EXE_PATH};
+  trace.insert(trace.end(), {"-generate", "-CD1Path", media.Path("1"), "-relinfo", rel});
+  // Leak detection can't run under a tracer.
+  ChildResult r = RunZyn(trace, {"ASAN_OPTIONS=detect_leaks=0"}, "", "/usr/bin/strace");
   EXPECT_EQ(2, r.status);
   EXPECT_NE(std::string::npos, r.out.find("\"" + rel + "\" input file is missing or cannot be accessed")) << r.out;
 }
