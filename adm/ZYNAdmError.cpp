@@ -1,6 +1,9 @@
 #include "ZYNAdmError.h"
 
+#include <pthread.h>
+
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "DStrings.h"
@@ -16,18 +19,49 @@ struct ZYNAdmErrorStack {
   ZYNAdmErrorStack* older;
 };
 
-// One per thread that has pushed anything; never freed.
+// One per thread that has pushed anything; freed with its records when the thread ends.
 struct ZYNAdmErrorLocalInfo {
   ZYNAdmErrorStack* top = nullptr;
   int count = 0;
 };
 
+static void sThreadEnded(void* info);
+
+// `endKey` holds each thread's record a second time, only so that the system calls us
+// when the thread ends: the storage under `key` keeps its values past that.
 struct ZYNAdmErrorGlobalData {
-  ZYNAdmErrorGlobalData() : key(QRTSysTSThreadLocalStorage::CreateNewKey()) {}
+  ZYNAdmErrorGlobalData()
+      : key(QRTSysTSThreadLocalStorage::CreateNewKey()), hasEndKey(pthread_key_create(&endKey, sThreadEnded) == 0) {}
   int key;
+  pthread_key_t endKey;
+  bool hasEndKey;
 };
 
 ZYNAdmErrorGlobalData* ZYNAdmError::S_GlobalData = nullptr;
+
+static void sRelease(ZYNAdmErrorLocalInfo* info) {
+  if (info == nullptr) return;
+  for (ZYNAdmErrorStack* node = info->top; node != nullptr;) {
+    ZYNAdmErrorStack* older = node->older;
+    delete node->error;
+    delete node;
+    node = older;
+  }
+  ZYNAdmErrorGlobalData* global = ZYNAdmError::S_GlobalData;
+  if (QRTSysTSThreadLocalStorage::GetValue(global->key) == info) {
+    QRTSysTSThreadLocalStorage::SetValue(global->key, nullptr);
+  }
+  if (global->hasEndKey) pthread_setspecific(global->endKey, nullptr);
+  delete info;
+}
+
+static void sThreadEnded(void* info) { sRelease(static_cast<ZYNAdmErrorLocalInfo*>(info)); }
+
+// Key destructors don't run for the thread that calls exit.
+static void sProcessEnds() {
+  ZYNAdmErrorGlobalData* global = ZYNAdmError::S_GlobalData;
+  if (global->hasEndKey) sRelease(static_cast<ZYNAdmErrorLocalInfo*>(pthread_getspecific(global->endKey)));
+}
 
 ZYNAdmError::ZYNAdmError(DString message, ZYNAdmErrorType type, int hresult, int errorCode)
     : _message(message), _type(type), _hresult(hresult), _errorCode(errorCode) {}
@@ -38,7 +72,9 @@ void ZYNAdmError::ConstructOnce() {
   static unsigned char lOnce = 0;
   if (lOnce == 1) return;
   lOnce = 1;
-  if (S_GlobalData == nullptr) S_GlobalData = new ZYNAdmErrorGlobalData();
+  if (S_GlobalData != nullptr) return;
+  S_GlobalData = new ZYNAdmErrorGlobalData();
+  std::atexit(sProcessEnds);
 }
 
 ZYNAdmErrorLocalInfo* ZYNAdmError::GetThreadLocalInfo(int create) {
@@ -50,6 +86,7 @@ ZYNAdmErrorLocalInfo* ZYNAdmError::GetThreadLocalInfo(int create) {
     delete info;
     return nullptr;
   }
+  if (S_GlobalData->hasEndKey) pthread_setspecific(S_GlobalData->endKey, info);
   return static_cast<ZYNAdmErrorLocalInfo*>(QRTSysTSThreadLocalStorage::GetValue(S_GlobalData->key));
 }
 

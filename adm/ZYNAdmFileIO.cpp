@@ -1,5 +1,9 @@
 #include "ZYNAdmFileIO.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstdio>
 
 #include "ZYNAdmCodePage.h"
@@ -15,6 +19,24 @@ int ZYNAdmFOpen(DString path, DString mode, long& handle) {
   ZYNAdmCodePage::FreeAndNull(narrowMode);
   handle = reinterpret_cast<long>(file);
   return file == nullptr ? ZYN_E_FAIL : ZYN_S_OK;
+}
+
+int ZYNAdmFOpenRegular(DString path, long& handle) {
+  handle = 0;
+  char* narrowPath = ZYNAdmCodePage::ConvertUcsToStr(path);
+  if (narrowPath == nullptr) return ZYN_E_FAIL;
+  int fd = open(narrowPath, O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+  ZYNAdmCodePage::FreeAndNull(narrowPath);
+  if (fd < 0) return ZYN_E_FAIL;
+  struct stat info;
+  FILE* file = nullptr;
+  if (fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && fcntl(fd, F_SETFL, 0) == 0) file = fdopen(fd, "rb");
+  if (file == nullptr) {
+    close(fd);
+    return ZYN_E_FAIL;
+  }
+  handle = reinterpret_cast<long>(file);
+  return ZYN_S_OK;
 }
 
 int ZYNAdmFSeek(long handle, int offset, int origin) {
@@ -34,7 +56,7 @@ int ZYNAdmFRead(long handle, char* buffer, unsigned int count, unsigned int* rea
   if (handle == 0) return ZYN_E_FAIL;
   size_t got = std::fread(buffer, 1, count, sFile(handle));
   if (read != nullptr) *read = static_cast<unsigned int>(got);
-  return ZYN_S_OK;
+  return got < count && std::ferror(sFile(handle)) ? ZYN_E_FAIL : ZYN_S_OK;
 }
 
 int ZYNAdmFWrite(long handle, const char* buffer, unsigned int count, unsigned int* written) {

@@ -5,7 +5,7 @@
 ZYNAdmInputFile::~ZYNAdmInputFile() { ZYNAdmFClose(_handle); }
 
 int ZYNAdmInputFile::Open() {
-  if (ZYNAdmFOpen(_path, DString(L"rb"), _handle) != ZYN_S_OK) return 0;
+  if (ZYNAdmFOpenRegular(_path, _handle) != ZYN_S_OK) return 0;
   return ZYNAdmFSeek(_handle, 0, 0) == ZYN_S_OK ? 1 : 0;
 }
 

@@ -4,7 +4,8 @@
 #include "DString.h"
 #include "ZYNAdmInputStream.h"
 
-// Reads a file from its start. Nothing is opened before Open().
+// Reads a regular file from its start; anything else fails to open, as a missing file
+// does. A read fault is -1, never a short count. Nothing is opened before Open().
 class ZYNAdmInputFile : public ZYNAdmInputStream {
  public:
   explicit ZYNAdmInputFile(DString path) : _path(path), _handle(0) {}

@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <new>
 
 #include "DString.h"
 #include "DStrings.h"
@@ -72,8 +73,7 @@ static int sCheck(DStrings const& args) {
   return status;
 }
 
-int main(int argc, char** argv) {
-  sDebugWait();
+static int sRun(int argc, char** argv) {
   DStrings args = sArguments(argc, argv);
   int parsed = Options::ProcessOptions(args);
   if (parsed == 2) return 0;
@@ -81,4 +81,16 @@ int main(int argc, char** argv) {
   if (Options::IsGenerateMode()) return Services::GenerateMode();
   if (Options::IsPhysicalCD() && !Options::HasBeenDuplicated()) return sRelaunchFromTemporaryCopy(args);
   return sCheck(args);
+}
+
+// Memory runs out only on input far beyond any media (a huge or endless file): the run
+// ends as any other internal failure, not on an uncaught exception.
+int main(int argc, char** argv) {
+  sDebugWait();
+  try {
+    return sRun(argc, argv);
+  } catch (std::bad_alloc const&) {
+    Services::DisplayError(DString(L"Internal error"));
+    return 2;
+  }
 }

@@ -1,6 +1,6 @@
 // The end of a run in either mode: the report when one is due, the verdict, the status.
 #include "DStrings.h"
-#include "ZYNAdmOutputFile.h"
+#include "ZYNAdmReplacingFile.h"
 #include "ZYNAdmXmlElement.h"
 #include "ZYNAdmXmlOutputFormatter.h"
 #include "ZYNAdmXmlParser.h"
@@ -43,7 +43,7 @@ static ZYNAdmXmlElement sReport(DString const& errors, DString const& relData) {
 }
 
 static bool sWriteReport(DString const& path, DString const& errors, DString const& relData) {
-  ZYNAdmOutputFile file(path);
+  ZYNAdmReplacingFile file(path);
   ZYNAdmXmlOutputFormatter formatter(file);
   return ZYNAdmXmlParser::GetXml(sReport(errors, relData), formatter) != 0;
 }

@@ -6,8 +6,8 @@
 #include "ZYNAdmCodePage.h"
 #include "ZYNAdmError.h"
 #include "ZYNAdmInputFile.h"
-#include "ZYNAdmOutputFile.h"
 #include "ZYNAdmOutputStreamBuffer.h"
+#include "ZYNAdmReplacingFile.h"
 #include "ZYNAdmXmlElement.h"
 #include "ZYNAdmXmlHash.h"
 #include "ZYNAdmXmlOutputFormatter.h"
@@ -34,7 +34,7 @@ static DString sUnableToWrite(DString const& path) {
 
 // Laid out on lines as a user reads it; the seal covers the tree, not these bytes.
 static int sWriteXml(ZYNAdmXmlElement const& element, DString const& path) {
-  ZYNAdmOutputFile file(path);
+  ZYNAdmReplacingFile file(path);
   ZYNAdmXmlOutputFormatter formatter(file);
   return ZYNAdmXmlParser::GetXml(element, formatter);
 }

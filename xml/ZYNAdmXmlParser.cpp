@@ -190,19 +190,19 @@ void PartnerIndex::Build(const unsigned short* tag, int length) {
 }
 
 // Stores up to `count` units decoded from the stream's bytes, taken as UTF-8 whatever the
-// declaration says. A sequence cut by the end of a block fetches one byte fewer than it
-// lacks; that count is part of the behaviour (the stream answers a request for 0 bytes
-// with -1, which ends the call), so a character straddling a block end comes out garbled
-// the same way every time. Gives the units stored, or -1 for none.
+// declaration says. A sequence cut by the end of a block fetches all its missing bytes, so
+// it decodes whole wherever the block ends; one cut by the end of the input is dropped.
+// Gives the units stored, -1 for none at the end of the input, -2 on a read fault.
 int sFillBuffer(unsigned short* destination, int count, ZYNAdmInputStream& stream) {
   if (count <= 0) return -1;
-  // Room behind the block for the bytes of a cut sequence and its unfetched last byte.
+  // Room behind the block for the missing bytes of a cut sequence.
   unsigned char block[S_blockSize + 8];
   int stored = 0;
   while (stored < count) {
     const int wanted = count - stored < S_blockSize ? count - stored : S_blockSize;
     int got = stream.Read(block, wanted);
-    if (got <= 0) break;
+    if (got < 0) return -2;
+    if (got == 0) break;
     if (got > wanted) got = wanted;
     for (int i = 0; i < got; ++i) {
       const unsigned int lead = block[i];
@@ -212,10 +212,12 @@ int sFillBuffer(unsigned short* destination, int count, ZYNAdmInputStream& strea
       }
       const int extra = ZYNbytesFromUTF8[lead];
       const int last = i + extra;
-      if (last >= got) {
-        const int asked = last - got;
-        if (stream.Read(block + got, asked) != asked) return stored > 0 ? stored : -1;
-        block[last] = 0;  // never fetched: it comes first in the next call
+      while (last >= got) {
+        const int asked = last + 1 - got;
+        const int more = stream.Read(block + got, asked);
+        if (more < 0) return -2;
+        if (more == 0) return stored > 0 ? stored : -1;
+        got += more < asked ? more : asked;
       }
       unsigned int code = 0;
       for (int k = 0; k < extra; ++k) code = (code + block[i + k]) << 6;
@@ -230,7 +232,8 @@ int sFillBuffer(unsigned short* destination, int count, ZYNAdmInputStream& strea
 
 // Keeps the units from `keepFrom` on, at the buffer's start, and fills the room behind
 // them. The buffer doubles only when they take more than half of it, so moves stay cheap
-// and growth is amortised. Gives the shift of every index, or -1 at the end of the input.
+// and growth is amortised. Gives the shift of every index, -1 at the end of the input, or
+// -2 when memory or the stream fails.
 int sRefill(ParseData& data, int keepFrom, ZYNAdmInputStream& stream) {
   const int remaining = data.end - keepFrom;
   if (remaining > data.capacity / 2) {
@@ -248,7 +251,7 @@ int sRefill(ParseData& data, int keepFrom, ZYNAdmInputStream& stream) {
   data.partners.Invalidate();
   data.end = remaining;
   const int got = sFillBuffer(data.buffer + remaining, data.capacity - remaining, stream);
-  if (got < 0) return -1;
+  if (got < 0) return got == -1 ? -1 : -2;
   data.end += got;
   return keepFrom;
 }

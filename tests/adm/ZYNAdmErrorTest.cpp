@@ -79,6 +79,20 @@ TEST_F(ZYNAdmErrorStackTest, EachThreadSeesOnlyItsOwnStack) {
   EXPECT_EQ(W(ZYNAdmError::Pop()), L"main");
 }
 
+// Records left on a thread's stack go with the thread; the main thread's stack stays.
+TEST_F(ZYNAdmErrorStackTest, RecordsLeftByAThreadAreFreedWhenItEnds) {
+  static int S_alive = 0;
+  struct Counted : ZYNAdmError {
+    Counted() : ZYNAdmError(DString(L"x"), ZYNAdmErrorTypeApplication, 0, 0) { ++S_alive; }
+    ~Counted() override { --S_alive; }
+  };
+  ZYNAdmError::StackError(new Counted());
+  std::thread([] { ZYNAdmError::StackError(new Counted()), ZYNAdmError::StackError(new Counted()); }).join();
+  EXPECT_EQ(S_alive, 1);
+  ZYNAdmError::FlushStack();
+  EXPECT_EQ(S_alive, 0);
+}
+
 TEST_F(ZYNAdmErrorStackTest, PushGetLastErrorAddsTheErrnoText) {
   errno = 0;
   ZYNAdmError::PushGetLastError(DString(L"ignored"), ZYNAdmErrorTypeApplication, ZYN_E_FAIL);

@@ -2,11 +2,13 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include "ZYNAdmFileIO.h"
 #include "ZYNAdmInputFile.h"
 #include "ZYNAdmOutputFile.h"
 #include "ZYNAdmOutputStreamBuffer.h"
+#include "ZYNAdmReplacingFile.h"
 #include "support/ZYNTestTempTree.h"
 
 TEST(ZYNAdmStreams, FlatFunctionsFailOnNullHandle) {
@@ -58,6 +60,62 @@ TEST(ZYNAdmStreams, InputFileRefusesEmptyRequestsAndReportsEndAsZero) {
   EXPECT_EQ(1, input.Open());  // reopening after Close starts again
   EXPECT_EQ(3, input.Read(buffer, 8));
   EXPECT_EQ(0, ZYNAdmInputFile(tree.DPath("missing")).Open());
+}
+
+// Only a regular file opens; what would block or never end counts as missing.
+TEST(ZYNAdmStreams, InputFileOpensOnlyRegularFiles) {
+  ZYNTestTempTree tree;
+  tree.File("f", "abc");
+  tree.Fifo("fifo");
+  tree.Dir("dir");
+  tree.Link("/dev/urandom", "random");
+  tree.Link(tree.Path("f"), "link");
+  const struct { const char* name; int opened; } cases[] = {
+      {"f", 1}, {"link", 1}, {"fifo", 0}, {"dir", 0}, {"random", 0}};
+  for (auto const& c : cases) EXPECT_EQ(c.opened, ZYNAdmInputFile(tree.DPath(c.name)).Open()) << c.name;
+}
+
+// A fault is told from the end of the file (here reading a folder's handle).
+TEST(ZYNAdmStreams, ReadFaultFailsInsteadOfReportingTheEnd) {
+  ZYNTestTempTree tree;
+  long handle = 0;
+  ASSERT_EQ(ZYN_S_OK, ZYNAdmFOpen(tree.DPath(""), DString(L"rb"), handle));
+  char buffer[8];
+  unsigned int count = 99;
+  EXPECT_EQ(ZYN_E_FAIL, ZYNAdmFRead(handle, buffer, 8, &count));
+  EXPECT_EQ(0u, count);
+  ZYNAdmFClose(handle);
+}
+
+// The old file stays whole until the new one is; a link is replaced, not followed; a
+// character device is written in place.
+TEST(ZYNAdmStreams, ReplacingFileSwapsInWholeFilesOnly) {
+  unsigned char data[] = {'n', 'e', 'w'};
+  const struct { const char* name; bool link, close; const char* content; } cases[] = {
+      {"replaced", false, true, "new"}, {"link replaced", true, true, "new"}, {"abandoned", false, false, "old"}};
+  for (auto const& c : cases) {
+    ZYNTestTempTree tree;
+    tree.File("target", "old");
+    if (c.link) tree.Link(tree.Path("target"), "f");
+    if (!c.link) tree.File("f", "old");
+    {
+      ZYNAdmReplacingFile output(tree.DPath("f"));
+      ASSERT_EQ(1, output.Open());
+      EXPECT_EQ(3, output.Write(data, 3));
+      if (c.close) {
+        EXPECT_EQ(1, output.Close()) << c.name;
+      }
+    }
+    EXPECT_EQ(c.content, tree.Read("f")) << c.name;
+    EXPECT_EQ("old", tree.Read("target")) << c.name;
+    EXPECT_EQ(2, std::distance(std::filesystem::directory_iterator(tree.Root()), {})) << c.name;
+  }
+  ZYNAdmReplacingFile device(DString(L"/dev/null"));
+  ASSERT_EQ(1, device.Open());
+  EXPECT_EQ(3, device.Write(data, 3));
+  EXPECT_EQ(1, device.Close());
+  struct stat info;
+  EXPECT_TRUE(lstat("/dev/null", &info) == 0 && S_ISCHR(info.st_mode));
 }
 
 TEST(ZYNAdmStreams, OutputFileEmptiesOnOpenAndDestructorKeepsWrittenBytes) {

@@ -205,8 +205,6 @@ TEST(ZYNInsMediaGenerateCli, DamagedMediaEndsWithItsMessageAndStatus) {
       {{{"1/x\\y", "a"}}, "",
        "<Media Volume 1>\n[CD1]\ttimestamp=" + kTime + "\thash=" + kDigest.at("a") + "\tpath=/x\\y\n" + kDone, 0},
       {{{"1/a", "a"}}, "fifo", "<Media Volume 1>\n" + aLine + kDone, 0},
-      {{{"1/a", "a"}}, "full",
-       "<Media Volume 1>\n" + aLine + Block("Unable to write to \"{M}/1/0data/MediaContent.xml\"") + kFailed, 2},
       {{{"1/a", "a"}, {"0data/x", ""}}, "layout",
        Block("\"{M}\": a directory is missing or has an invalid name.\nCheck that all the CDs are copied in directories "
              "named\n\"<constant_prefix>1\", \"<constant_prefix>2\",..., \"<constant_prefix>n\"\nand no other "
@@ -225,10 +223,6 @@ TEST(ZYNInsMediaGenerateCli, DamagedMediaEndsWithItsMessageAndStatus) {
       media.tree.Link("/nonexistent", "media/1/s/zz");
     }
     if (c.special == "fifo") media.tree.Fifo("media/1/pipe");
-    if (c.special == "full") {
-      fs::create_directories(root + "/1/0data");
-      media.tree.Link("/dev/full", "media/1/0data/MediaContent.xml");
-    }
     if (c.special == "relinfo") {
       args.insert(args.end(), {"-relinfo", root + "/none.xml"});
       banner = "{Generator Mode}\n{ReleaseInfo file : " + root + "/none.xml}\n{CD1 path : " + root + "/1}\n";
@@ -241,8 +235,76 @@ TEST(ZYNInsMediaGenerateCli, DamagedMediaEndsWithItsMessageAndStatus) {
     ChildResult r = RunZyn(args, env);
     EXPECT_EQ(expected, r.out) << c.special;
     EXPECT_EQ(c.status, r.status) << c.special;
-    if (c.special != "full") {
-      EXPECT_EQ(c.status == 0, media.tree.Exists("media/1/0data/MediaContent.xml")) << c.special;
-    }
+    EXPECT_EQ(c.status == 0, media.tree.Exists("media/1/0data/MediaContent.xml")) << c.special;
+  }
+}
+
+// Files read whole (the reference, -relinfo) that are no regular file count as missing.
+TEST(ZYNInsMediaGenerateCli, InputsThatAreNoRegularFileCountAsMissing) {
+  const struct { bool fifo, relinfo; } cases[] = {{true, false}, {false, false}, {true, true}, {false, true}};
+  for (auto const& c : cases) {
+    Media media(kTwoVolumes);
+    std::string cd1 = media.Path("1");
+    ASSERT_EQ(0, RunZyn({"-generate", "-quiet", "-CD1Path", cd1}).status);
+    std::string odd = c.relinfo ? media.tree.Path("rel.xml") : cd1 + "/0data/MediaContent.xml";
+    std::remove(odd.c_str());
+    if (c.fifo) mkfifo(odd.c_str(), 0644);
+    if (!c.fifo) fs::create_symlink("/dev/urandom", odd);
+    std::vector<std::string> args = {"-quiet", "-CD1Path", cd1, "-xml", media.tree.Path("r.xml")};
+    if (c.relinfo) args.insert(args.end(), {"-generate", "-relinfo", odd});
+    EXPECT_EQ(2, RunZyn(args).status) << c.fifo << c.relinfo;
+    std::string shown = c.relinfo ? odd : cd1 + "//0data/MediaContent.xml";
+    EXPECT_NE(std::string::npos, media.tree.Read("r.xml").find("&quot;" + shown + "&quot; input file is missing"));
+  }
+}
+
+// A link planted at a tag's place is replaced, its target untouched; a rewrite that can't
+// finish (here: no file may grow) leaves the good reference whole and nothing beside it.
+TEST(ZYNInsMediaGenerateCli, WritesReplaceWholeFilesOrNothing) {
+  Media media(kTwoVolumes);
+  std::string cd1 = media.Path("1");
+  std::string victim = media.tree.File("victim", "keep");
+  fs::create_directories(media.Path("2/0data"));
+  media.tree.Link(victim, "media/2/0data/MediaContent.xml");
+  ASSERT_EQ(0, RunZyn({"-generate", "-quiet", "-CD1Path", cd1}).status);
+  EXPECT_EQ("keep", media.tree.Read("victim"));
+  EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(media.Path("2/0data/MediaContent.xml"))));
+  EXPECT_EQ(1, ParsedSealCheck(media.Path("2/0data/MediaContent.xml")));
+
+  std::string good = media.tree.Read("media/1/0data/MediaContent.xml");
+  media.tree.File("media/1/TOC", "abc");
+  std::string noGrowth = "trap '' XFSZ; ulimit -f 0; exec \"$0\" \"$@\"";
+  ChildResult r = RunZyn({"-c", noGrowth, ZYN_EXE_PATH, "-generate", "-CD1Path", cd1}, {}, "", "/bin/sh");
+  EXPECT_EQ(2, r.status);
+  EXPECT_NE(std::string::npos, r.out.find("Unable to write to \"" + cd1 + "/0data/MediaContent.xml\""));
+  EXPECT_EQ(good, media.tree.Read("media/1/0data/MediaContent.xml"));
+  EXPECT_EQ(2, std::distance(fs::directory_iterator(cd1 + "/0data"), {}));  // info.bin and the reference
+}
+
+// A read fault where the end of the file would close the document cleanly.
+TEST(ZYNInsMediaGenerateCli, ReadFaultIsAnAccessFailureNotTheEnd) {
+  if (access("/usr/bin/strace", X_OK) != 0) GTEST_SKIP() << "no strace";
+  Media media(kTwoVolumes);
+  std::string rel = media.tree.File("rel.xml", "<R>" + std::string(4089, ' ') + "<p/></R>");
+  std::vector<std::string> trace = {"-qq", "-o", "/dev/null", "-P", rel, "-e", "trace=read", "-e",
+                                    "inject=read:error=EIO:when=2+", ZYN_EXE_PATH};
+  trace.insert(trace.end(), {"-generate", "-CD1Path", media.Path("1"), "-relinfo", rel});
+  // Leak detection can't run under a tracer.
+  ChildResult r = RunZyn(trace, {"ASAN_OPTIONS=detect_leaks=0"}, "", "/usr/bin/strace");
+  EXPECT_EQ(2, r.status);
+  EXPECT_NE(std::string::npos, r.out.find("\"" + rel + "\" input file is missing or cannot be accessed")) << r.out;
+}
+
+// Two-byte characters over the first block ends of the release file and the reference,
+// at both offsets: generate keeps them byte for byte and the media passes its own check.
+TEST(ZYNInsMediaGenerateCli, CharactersCutByABlockEndSurviveGenerateAndCheck) {
+  std::string run;
+  for (int i = 0; i < 3000; ++i) run += "\xC3\xA9";
+  for (std::string lead : {"", "x"}) {
+    Media media(kTwoVolumes);
+    std::string rel = media.tree.File("rel.xml", "<R v=\"" + lead + run + "\"/>");
+    ASSERT_EQ(0, RunZyn({"-generate", "-quiet", "-CD1Path", media.Path("1"), "-relinfo", rel}).status);
+    EXPECT_NE(std::string::npos, media.tree.Read("media/1/0data/MediaContent.xml").find("\"" + lead + run + "\""));
+    EXPECT_EQ(0, RunZyn({"-quiet", "-CD1Path", media.Path("1"), "-xml", media.tree.Path("r.xml")}).status) << lead;
   }
 }

@@ -35,7 +35,7 @@ struct MemoryInput : ZYNAdmInputStream {
   int Open() override { return at = 0, openResult; }
   int Read(unsigned char* buffer, int count) override {
     ++reads;
-    if (count < 1 || failRead) return -1;
+    if (count < 1 || failRead || (failFrom > 0 && reads >= failFrom)) return -1;
     size_t n = std::min(static_cast<size_t>(count), data.size() - at);
     if (chunk > 0) n = std::min(n, static_cast<size_t>(chunk));
     at += data.copy(reinterpret_cast<char*>(buffer), n, at);
@@ -47,6 +47,7 @@ struct MemoryInput : ZYNAdmInputStream {
   size_t at = 0;
   int openResult = 1, closeResult = 1, reads = 0, closes = 0;
   bool failRead = false;
+  int failFrom = 0;  // the 1-based Read from which on all fail; 0 never
 };
 
 inline DString Utf8(const std::string& text) {

@@ -167,16 +167,32 @@ TEST(ZYNAdmXmlParserTest, LongTextTagsAndDeepNestingArriveWhole) {
   EXPECT_EQ(sParse(nested + "<n/>" + closes), expected);
 }
 
-// UTF-8 sequences cut by the end of a Read block: one byte short drops the sequence and
-// its last byte comes alone; two short decode the unfetched byte as 0.
-TEST(ZYNAdmXmlParserTest, SequencesCutAtBlockEndsAreGarbledAlwaysTheSameWay) {
-  EXPECT_EQ(sParse("<a>\xC3\xA9</a>", 4), "a{\\u00A9}");
-  EXPECT_EQ(sParse("<a>\xE2\x82\xAC</a>", 4), "a{\\u2000\\u00AC}");
-  EXPECT_EQ(sParse("<a>\xE2\x82\xAC</a>", 5), "a{\\u00AC}");
-  EXPECT_EQ(sParse("<a>\xC3\xA9</a>", 3), "a{\\u00E9}");
+// A UTF-8 sequence cut by the end of a Read block, or of a short Read, decodes whole; one
+// cut by the end of the input is dropped.
+TEST(ZYNAdmXmlParserTest, SequencesCutAtBlockEndsDecodeWhole) {
   const std::string pad(4092, ' ');
-  EXPECT_EQ(sParse(pad + "<a>\xC3\xA9</a>"), "a{\\u00A9}");
-  EXPECT_EQ(sParse(pad + "<a>x\xC3\xA9</a>"), "a{x\\u00E9}");
+  const struct {
+    std::string bytes;
+    int chunk;
+    const char* tree;
+  } cases[] = {
+      {"<a>\xC3\xA9</a>", 4, "a{\\u00E9}"},         {"<a>\xC3\xA9</a>", 3, "a{\\u00E9}"},
+      {"<a>\xE2\x82\xAC</a>", 4, "a{\\u20AC}"},     {"<a>\xE2\x82\xAC</a>", 5, "a{\\u20AC}"},
+      {"<a>\xE2\x82\xAC</a>", 1, "a{\\u20AC}"},     {pad + "<a>\xC3\xA9</a>", 0, "a{\\u00E9}"},
+      {pad + "<a>x\xC3\xA9</a>", 0, "a{x\\u00E9}"}, {"<a/>\xE2\x82", 0, "a"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(sParse(c.bytes, c.chunk), c.tree) << c.chunk;
+}
+
+// A read fault fails the parse even where the end of the input would have completed it.
+TEST(ZYNAdmXmlParserTest, ReadFaultIsAFailureNotTheEnd) {
+  for (int failFrom : {2, 3}) {
+    xmltest::MemoryInput input("<a/><b/>", 4);
+    input.failFrom = failFrom;
+    ZYNAdmXmlElement root;
+    EXPECT_EQ(ZYNAdmXmlParser::Parse(input, root), 0) << failFrom;
+    EXPECT_EQ(input.closes, 1);
+  }
 }
 
 TEST(ZYNAdmXmlParserTest, ParseReadsAReferenceOfManyFiles) {
