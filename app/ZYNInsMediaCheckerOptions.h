@@ -45,6 +45,10 @@ class ZYNInsMediaCheckerOptions {
   // The volume of the larger media that holds volume `cdIndex` of an Assembly Media.
   static int GetRelativeAmCdIndex(int cdIndex);
 
+ private:
+  // Tests set what a command line would have (tests/support/OptionsForTests.h).
+  friend struct ZYNInsMediaCheckerOptionsForTests;
+
   static bool _gui;
   static bool _quiet;
   static bool _physicalCD;
@@ -63,7 +67,6 @@ class ZYNInsMediaCheckerOptions {
   static DStrings _CDsPathListIndex;  // keys compared as text: "02" is not "2"
   static int _AM_CDindex;
 
- private:
   static int _TakeValues(DStrings& args, DString const& programPath);
   static int _ProbeReportFile();
   static int _TakeCDsToCheck(DStrings& args);

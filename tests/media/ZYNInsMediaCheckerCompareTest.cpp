@@ -8,6 +8,7 @@
 #include "ZYNAdmXmlElement.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
+#include "support/OptionsForTests.h"
 #include "support/ZYNTestTempTree.h"
 
 typedef ZYNInsMediaCheckerServices Services;
@@ -44,11 +45,12 @@ ZYNAdmXmlElement Media(Volumes const& volumes) {
 }
 
 std::string Compare(ZYNAdmXmlElement ref, ZYNAdmXmlElement cur, std::vector<std::string> const& cds = {}) {
-  ZYNInsMediaCheckerOptions::_CDsToCheck.Clear();
-  for (auto const& cd : cds) ZYNInsMediaCheckerOptions::_CDsToCheck.PutBack(ZYNTestD(cd));
+  DStrings toCheck;
+  for (auto const& cd : cds) toCheck.PutBack(ZYNTestD(cd));
+  ZYNInsMediaCheckerOptionsForTests::SetCDsToCheck(toCheck);
   DString errors;
   Services::GetErrors(ref, cur, errors);
-  ZYNInsMediaCheckerOptions::_CDsToCheck.Clear();
+  ZYNInsMediaCheckerOptionsForTests::SetCDsToCheck(DStrings());
   return ZYNTestS(errors);
 }
 

@@ -4,6 +4,7 @@
 
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
+#include "support/OptionsForTests.h"
 #include "support/ZYNTestTempTree.h"
 #include "support/CaptureStdout.h"
 
@@ -42,9 +43,9 @@ TEST(ZYNInsMediaFinalize, VerdictStatusAndReportFollowModeAndErrors) {
     std::remove(report.c_str());
     std::string out = CaptureStdoutOfChild([&] {
       Options::ResetValues();
-      Options::_generate = c.generate;
-      Options::_quiet = c.quiet;
-      Options::_reportFile = ZYNTestD(c.xml);
+      ZYNInsMediaCheckerOptionsForTests::SetGenerate(c.generate);
+      ZYNInsMediaCheckerOptionsForTests::SetQuiet(c.quiet);
+      ZYNInsMediaCheckerOptionsForTests::SetReportFile(ZYNTestD(c.xml));
       int status = ZYNInsMediaCheckerServices::Finalize(ZYNTestD(c.errors), ZYNTestD(c.relData));
       std::printf("|%d", status);
     });

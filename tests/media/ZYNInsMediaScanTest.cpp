@@ -9,6 +9,7 @@
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMsg.h"
+#include "support/OptionsForTests.h"
 #include "support/ZYNTestTempTree.h"
 #include "support/CaptureStdout.h"
 
@@ -93,8 +94,8 @@ TEST(ZYNInsMediaScan, CheckModeProgressLabelIsTheSinglePrecisionPercentage) {
   for (Case const& c : cases) {
     std::string out = CaptureStdoutOfChild([&] {
       Options::ResetValues();
-      Options::_AssemblyMedia = c.amIndex != 0;
-      Options::_AM_CDindex = c.amIndex;
+      ZYNInsMediaCheckerOptionsForTests::SetAssemblyMedia(c.amIndex != 0);
+      ZYNInsMediaCheckerOptionsForTests::SetAssemblyMediaIndex(c.amIndex);
       ZYNAdmXmlElement cd(DString(L"CD"));
       DString errors;
       int count = c.before;
@@ -117,7 +118,7 @@ TEST(ZYNInsMediaScan, CheckModeRecordsFaultsAndWalksOn) {
   tree.File("v/MediaContent.xml/in", "a");
   tree.Fifo("v/fifo");
   Options::ResetValues();
-  Options::_quiet = true;
+  ZYNInsMediaCheckerOptionsForTests::SetQuiet(true);
   ZYNAdmXmlElement cd(DString(L"CD"));
   DString errors;
   int count = 0;
@@ -142,8 +143,8 @@ TEST(ZYNInsMediaScan, CheckModeTakesReferenceElementsByTheirExactNames) {
   tree.Dir("1");
   std::string out = CaptureStdoutOfChild([&] {
     Options::ResetValues();
-    Options::_CDsPath = ZYNTestD(tree.Root());
-    Options::_CDsToCheck = DStrings(DString(L"9"));  // no volume is identified or scanned
+    ZYNInsMediaCheckerOptionsForTests::SetCDsPath(ZYNTestD(tree.Root()));
+    ZYNInsMediaCheckerOptionsForTests::SetCDsToCheck(DStrings(DString(L"9")));  // no volume is identified or scanned
     ZYNInsMsg::_IsDebug = true;
     DString decoy(L"\u4E00\u4E01\u4E02\u4E03\u4E04\u4E05\u4E06\u4E07");
     ZYNAdmXmlElement media(DString(L"Media")), cds(DString(L"CDs"));

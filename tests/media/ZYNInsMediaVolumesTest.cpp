@@ -3,6 +3,7 @@
 #include "DStrings.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
+#include "support/OptionsForTests.h"
 #include "support/ZYNTestTempTree.h"
 
 typedef ZYNInsMediaCheckerOptions Options;
@@ -33,7 +34,7 @@ TEST(ZYNInsMediaVolumes, VolumeFoldersComeFromTheFirstSortedNameAndTheCount) {
     for (std::string const& dir : c.dirs) tree.Dir(dir);
     tree.File("0file");  // files are not volumes
     Options::ResetValues();
-    Options::_CDsPath = ZYNTestD(tree.Root());
+    ZYNInsMediaCheckerOptionsForTests::SetCDsPath(ZYNTestD(tree.Root()));
     DStrings names(DString(L"stale"));
     EXPECT_EQ(c.result, Services::GetCDsList(names)) << c.names;
     EXPECT_EQ(c.names, sJoin(names));
@@ -41,7 +42,7 @@ TEST(ZYNInsMediaVolumes, VolumeFoldersComeFromTheFirstSortedNameAndTheCount) {
     if (c.result == 0) expected.push_back("\"" + tree.Root() + S_Layout);
     EXPECT_EQ(expected, ZYNTestDrainErrors());
   }
-  Options::_CDsPath = DString(L"/nonexistent/media");
+  ZYNInsMediaCheckerOptionsForTests::SetCDsPath(DString(L"/nonexistent/media"));
   DStrings names;
   EXPECT_EQ(-1, Services::GetCDsList(names));
   EXPECT_EQ(std::vector<std::string>{"\"/nonexistent/media\" No such file or directory\n"}, ZYNTestDrainErrors());
@@ -62,13 +63,13 @@ TEST(ZYNInsMediaVolumes, ReferencePathFollowsTheVolumeFolderAndTheAssemblyIndex)
   };
   for (Case const& c : cases) {
     Options::ResetValues();
-    Options::_CDsPath = ZYNTestD(tree.Root());
-    Options::_AssemblyMedia = c.amIndex != 0;
-    Options::_AM_CDindex = c.amIndex;
+    ZYNInsMediaCheckerOptionsForTests::SetCDsPath(ZYNTestD(tree.Root()));
+    ZYNInsMediaCheckerOptionsForTests::SetAssemblyMedia(c.amIndex != 0);
+    ZYNInsMediaCheckerOptionsForTests::SetAssemblyMediaIndex(c.amIndex);
     EXPECT_EQ(c.expected, ZYNTestS(Services::GetRefFilePath(DString(L"B"), c.cd))) << c.cd;
   }
   Options::ResetValues();
-  Options::_CDsPath = ZYNTestD(tree.Path("d1"));
+  ZYNInsMediaCheckerOptionsForTests::SetCDsPath(ZYNTestD(tree.Path("d1")));
   EXPECT_EQ("", ZYNTestS(Services::GetRefFilePath(DString(L"B"), 1)));
   ZYNTestDrainErrors();
   EXPECT_EQ("/0data/MediaContent.xml", ZYNTestS(Services::GetRefFilePath()));
