@@ -39,7 +39,7 @@ static const wchar_t S_Where[] = L"{ZYNInsMediaCheckerOptions::ProcessOptions}";
 static int sFail(DString debugLine, DString message) {
   if (!debugLine.IsEmpty()) ZYNInsMsg::Debug(debugLine);
   ZYNAdmError::Push(message);
-  return 1;
+  return ZYNInsOptionsRefused;
 }
 
 static int sMissingValue(wchar_t const* option) {
@@ -151,18 +151,18 @@ int ZYNInsMediaCheckerOptions::ProcessOptions(DStrings args) {
   // Help is looked for first, so that it wins over anything else on the line.
   if (sHas(args, L"-hh") || sHas(args, L"/??")) {
     PrintHelp(true);
-    return 2;
+    return ZYNInsOptionsHelpShown;
   }
   if (sHas(args, L"-h") || sHas(args, L"/?")) {
     PrintHelp(false);
-    return 2;
+    return ZYNInsOptionsHelpShown;
   }
   if (sTakeFlag(args, L"-nogui")) _gui = false;
   if (sTakeFlag(args, L"-quiet")) _quiet = true;
   if (sTakeFlag(args, L"-generate")) _generate = true;
   if (sTakeFlag(args, L"-dup")) _HasBeenDuplicated = true;
-  if (_TakeValues(args, programPath) != 0) return 1;
-  if (_TakeCDsToCheck(args) != 0) return 1;
+  if (_TakeValues(args, programPath) != 0) return ZYNInsOptionsRefused;
+  if (_TakeCDsToCheck(args) != 0) return ZYNInsOptionsRefused;
   _TakeCustomCDPaths(args);
   ZYNInsMsg::Debug(DString(L"[DEBUG]") + S_Where + L" checking options ...");
 
@@ -175,16 +175,16 @@ int ZYNInsMediaCheckerOptions::ProcessOptions(DStrings args) {
       listed += L',';
     }
     ZYNInsMsg::Debug(DString(S_Where) + L" argument leftover : " + listed);
-    return 1;
+    return ZYNInsOptionsRefused;
   }
-  if (_CheckCombinations() != 0) return 1;
+  if (_CheckCombinations() != 0) return ZYNInsOptionsRefused;
 
   // Volume 1 goes in last, so that it overrides a "-1" of the user.
   SetCDPath(1, _CD1Path);
   if (_generate) {
     _AssemblyMedia = false;
   } else if (_DetectAssemblyMedia() != 0) {
-    return 1;
+    return ZYNInsOptionsRefused;
   }
   if (!_AssemblyMedia) {
     // The volumes of a file tree stand in folders named by their number.
@@ -199,7 +199,7 @@ int ZYNInsMediaCheckerOptions::ProcessOptions(DStrings args) {
     _HasBeenDuplicated = false;
   } else if (!_HasBeenDuplicated) {
     // The first run on a physical media only relaunches; the copy prints and checks.
-    return 0;
+    return ZYNInsOptionsGoOn;
   }
   return _PrintBannerAndSettlePaths();
 }

@@ -4,12 +4,18 @@
 #include "DString.h"
 #include "DStrings.h"
 
+// Results of ProcessOptions.
+enum ZYNInsOptionsResult {
+  ZYNInsOptionsGoOn = 0,
+  ZYNInsOptionsRefused = 1,  // reason on the error stack
+  ZYNInsOptionsHelpShown = 2,
+};
+
 // The run's parameters, parsed once from the command line and kept to the exit. Also
 // the map from volume number to path, which the volume prompts update during the run.
 class ZYNInsMediaCheckerOptions {
  public:
-  // 0 go on, 1 failure with the reason on the error stack, 2 help was printed.
-  // Entry 0 of `args` is the program path.
+  // A ZYNInsOptionsResult. Entry 0 of `args` is the program path.
   static int ProcessOptions(DStrings args);
   static void ResetValues();
   static void PrintHelp(bool extended);

@@ -76,8 +76,8 @@ static int sCheck(DStrings const& args) {
 static int sRun(int argc, char** argv) {
   DStrings args = sArguments(argc, argv);
   int parsed = Options::ProcessOptions(args);
-  if (parsed == 2) return 0;
-  if (parsed != 0) return sRefuseOptions();
+  if (parsed == ZYNInsOptionsHelpShown) return 0;
+  if (parsed != ZYNInsOptionsGoOn) return sRefuseOptions();
   if (Options::IsGenerateMode()) return Services::GenerateMode();
   if (Options::IsPhysicalCD() && !Options::HasBeenDuplicated()) return sRelaunchFromTemporaryCopy(args);
   return sCheck(args);

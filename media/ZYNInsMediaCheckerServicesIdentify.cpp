@@ -70,7 +70,7 @@ static DString sReadReference(DString const& refFile, ZYNAdmXmlElement& ref) {
     sDebug(S_CheckWhere, DString(L" (") + refFile + L") Xml parse fail");
     return ZYNInsMsg::BuildMsg(DString(S_Unreadable), DStrings(refFile));
   }
-  if (ZYNInsReferenceCache::Check(ref) != 1) {
+  if (ZYNInsReferenceCache::Check(ref) != ZYNAdmSealRight) {
     sDebug(S_CheckWhere, DString(L" (") + refFile + L") Xml check fail");
     return ZYNInsMsg::BuildMsg(DString(S_Corrupted), DStrings(refFile));
   }
@@ -78,7 +78,7 @@ static DString sReadReference(DString const& refFile, ZYNAdmXmlElement& ref) {
 }
 
 // Asks until a reference file reads and its seal holds. A path typed keeps its value
-// from one question to the next, the ending added to it included. 3 on a cancel.
+// from one question to the next, the ending added to it included. A ZYNInsVolumeCheck.
 static int sAskForReadableReference(int cdIndex, DString error, DString const& expectedRelData, DString& volumePath,
                                     DString const& refFile, ZYNAdmXmlElement& ref) {
   sDebug(S_CheckWhere, DString(L" error while retrieveing info from (") + refFile + L"). try to get valide infos...");
@@ -90,7 +90,7 @@ static int sAskForReadableReference(int cdIndex, DString error, DString const& e
   for (;;) {
     if (Services::AskForCD(cdIndex, error, typed) == ZYNInsAnswerStop) {
       sDebug(S_CheckWhere, DString(L" AskForCD Cancelled !"));
-      return 3;
+      return ZYNInsVolumeCancelled;
     }
     sDebug(S_CheckWhere, DString(L" user's CD path : (") + typed + L")");
     // A typed path brings its own reference file: -refDir plays no part here.
@@ -104,7 +104,7 @@ static int sAskForReadableReference(int cdIndex, DString error, DString const& e
     int parsed = ZYNAdmXmlParser::Parse(input, ref);
     int checked = ZYNAdmXmlHash::Check(ref);
     sDebug(S_CheckWhere, DString(L" status : parse[") + sNumber(parsed) + L"]//check[" + sNumber(checked) + L"]");
-    if (parsed != 0 && checked == 1) return 1;
+    if (parsed != 0 && checked == ZYNAdmSealRight) return ZYNInsVolumeRight;
   }
 }
 
@@ -125,7 +125,7 @@ int ZYNInsMediaCheckerServices::CheckIfCorrectCD(int cdIndex, DString expectedHa
   if (!error.IsEmpty()) {
     if (Options::IsQuiet()) {
       sPush(error);
-      return 2;
+      return ZYNInsVolumeFailed;
     }
     int asked = sAskForReadableReference(cdIndex, error, expectedRelData, volumePath, refFile, ref);
     if (asked == ZYNInsVolumeCancelled) return ZYNInsVolumeCancelled;
@@ -138,7 +138,7 @@ int ZYNInsMediaCheckerServices::CheckIfCorrectCD(int cdIndex, DString expectedHa
   DString cdid = ref.GetAttributeValue(DString(L"cdid"));
   if (cdid == rawText && (cdIndex == 1 || packageHash == expectedHash)) {
     Options::SetCDPath(cdIndex, volumePath);
-    return 1;
+    return ZYNInsVolumeRight;
   }
 
   sDebug(S_CheckWhere, DString(L" current Volume infos are inconsitent.(reqVol[") + rawText + L"]//curVol[" + cdid +
@@ -154,17 +154,17 @@ int ZYNInsMediaCheckerServices::CheckIfCorrectCD(int cdIndex, DString expectedHa
       ZYNInsMsg::BuildMsg(DString(S_WrongCD), DStrings(volumePath, cdid, ownRelData, curText, wantedRelData));
   if (Options::IsQuiet()) {
     sPush(message);
-    return 2;
+    return ZYNInsVolumeFailed;
   }
   if (AskForCD(cdIndex, message, path) == ZYNInsAnswerStop) {
     sDebug(S_CheckWhere, DString(L" AskForCD Cancelled !"));
-    return 3;
+    return ZYNInsVolumeCancelled;
   }
   // Once a wrong volume has been answered, a cancel brings the question back: only the
   // right volume ends it, or the end of standard input.
   for (;;) {
     if (CheckIfCorrectCD(cdIndex, expectedHash, expectedRelData) == ZYNInsVolumeRight) return ZYNInsVolumeRight;
-    if (sInputEnded()) return 3;
+    if (sInputEnded()) return ZYNInsVolumeCancelled;
   }
 }
 
@@ -187,7 +187,7 @@ static bool sSettleAssemblyMediaPath(int cdIndex, DString const& curText, DStrin
 int ZYNInsMediaCheckerServices::AskForCD(int cdIndex, DString message, DString& path) {
   if (Options::IsQuiet()) {
     sDebug(S_AskWhere, DString(L" in quiet mode, do not ask for cd !"));
-    return 1;
+    return ZYNInsAnswerStop;
   }
   DString curText = sNumber(Options::GetRelativeAmCdIndex(cdIndex));
   sDebug(S_AskWhere, DString(L" CD index to ask : ") + curText);
@@ -201,21 +201,21 @@ int ZYNInsMediaCheckerServices::AskForCD(int cdIndex, DString message, DString& 
   for (;;) {
     if (sInputEnded()) {
       sDebug(S_AskWhere, DString(L" Cancelled !"));
-      return 1;
+      return ZYNInsAnswerStop;
     }
     ZYNInsMsg::TracePrint(text);
     DString answer = GetStdin();
-    if (answer == DString(L"0")) return 0;
+    if (answer == DString(L"0")) return ZYNInsAnswerGoOn;
     if (answer == DString(L"1")) {
       sDebug(S_AskWhere, DString(L" Cancelled !"));
-      return 1;
+      return ZYNInsAnswerStop;
     }
     if (answer != DString(L"2")) {
       DString complaint = DString(L"Unknow response value : [") + answer + L"] ( valide value : 0,1,2 )";
       ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(DString(L"\n\nError\n/P1\n\n"), DStrings(complaint)));
       if (++wrongAnswers >= S_MaxWrongAnswers) {
         sDebug(S_AskWhere, DString(L" Failed !"));
-        return 1;
+        return ZYNInsAnswerStop;
       }
       continue;
     }
@@ -225,7 +225,7 @@ int ZYNInsMediaCheckerServices::AskForCD(int cdIndex, DString message, DString& 
     path = GetStdin();
     if (Options::IsAM() && !sSettleAssemblyMediaPath(cdIndex, curText, path)) continue;
     Options::SetCDPath(cdIndex, path);
-    return 0;
+    return ZYNInsAnswerGoOn;
   }
 }
 

@@ -27,10 +27,10 @@ DString ZYNAdmXmlHash::GetHash(ZYNAdmXmlElement& element) {
 
 int ZYNAdmXmlHash::Check(ZYNAdmXmlElement& element) {
   DString old = GetHash(element);
-  if (old.IsEmpty()) return 0;
+  if (old.IsEmpty()) return ZYNAdmSealMissing;
   // A shallow clone has its own attributes over the same children: the seal can be
   // recomputed without touching the caller's tree or copying it.
   ZYNAdmXmlElement copy = element.Clone(0);
-  if (Hash(copy) == 0) return -1;
-  return GetHash(copy) == old ? 1 : 2;
+  if (Hash(copy) == 0) return ZYNAdmSealNotComputable;
+  return GetHash(copy) == old ? ZYNAdmSealRight : ZYNAdmSealWrong;
 }

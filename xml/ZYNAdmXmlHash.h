@@ -5,6 +5,14 @@
 
 class ZYNAdmXmlElement;
 
+// Results of ZYNAdmXmlHash::Check.
+enum ZYNAdmSealCheck {
+  ZYNAdmSealNotComputable = -1,
+  ZYNAdmSealMissing = 0,
+  ZYNAdmSealRight = 1,
+  ZYNAdmSealWrong = 2,
+};
+
 // The seal of a tree: the root attribute "ZYNHachageSomme" holds "SHA256_v1_" and the
 // SHA-256 of the tree's compact form, taken while the attribute holds the bare prefix.
 // It covers the tree and not a file's bytes, so line ends and indentation added on
@@ -17,7 +25,7 @@ class ZYNAdmXmlHash {
   // "ZYNHachageSomme=" and the seal, for comparing the seals of two trees; empty where
   // there is none.
   static DString GetHash(ZYNAdmXmlElement& element);
-  // 1 seal right, 2 seal wrong, 0 no seal, -1 not computable. `element` isn't changed.
+  // A ZYNAdmSealCheck. `element` isn't changed.
   static int Check(ZYNAdmXmlElement& element);
 };
 

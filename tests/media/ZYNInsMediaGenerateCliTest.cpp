@@ -149,8 +149,8 @@ TEST(ZYNInsMediaGenerateCli, WritesTheSealedReferenceAndChainedTagsFromTheExecut
   std::string reference = media.Reference(2, "\t<RelData/>\n");
   EXPECT_EQ(reference, media.tree.Read("media/1/0data/MediaContent.xml"));
   EXPECT_EQ(Tag(2, reference, "\t<RelData/>\n"), media.tree.Read("media/2/0data/MediaContent.xml"));
-  EXPECT_EQ(1, ParsedSealCheck(media.Path("1/0data/MediaContent.xml")));
-  EXPECT_EQ(1, ParsedSealCheck(media.Path("2/0data/MediaContent.xml")));
+  EXPECT_EQ(ZYNAdmSealRight, ParsedSealCheck(media.Path("1/0data/MediaContent.xml")));
+  EXPECT_EQ(ZYNAdmSealRight, ParsedSealCheck(media.Path("2/0data/MediaContent.xml")));
 }
 
 TEST(ZYNInsMediaGenerateCli, CheckOfAGeneratedMediaScansOnlyTheVolumesAskedFor) {
@@ -269,7 +269,7 @@ TEST(ZYNInsMediaGenerateCli, WritesReplaceWholeFilesOrNothing) {
   ASSERT_EQ(0, RunZyn({"-generate", "-quiet", "-CD1Path", cd1}).status);
   EXPECT_EQ("keep", media.tree.Read("victim"));
   EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(media.Path("2/0data/MediaContent.xml"))));
-  EXPECT_EQ(1, ParsedSealCheck(media.Path("2/0data/MediaContent.xml")));
+  EXPECT_EQ(ZYNAdmSealRight, ParsedSealCheck(media.Path("2/0data/MediaContent.xml")));
 
   std::string good = media.tree.Read("media/1/0data/MediaContent.xml");
   media.tree.File("media/1/TOC", "abc");

@@ -122,7 +122,7 @@ TEST(ZYNInsMediaScan, CheckModeRecordsFaultsAndWalksOn) {
   ZYNAdmXmlElement cd(DString(L"CD"));
   DString errors;
   int count = 0;
-  EXPECT_EQ(0, Services::GetCDElt(ZYNTestD(tree.Path("v")), DString(), 1, cd, errors, count, 3));
+  EXPECT_EQ(ZYNInsWalkDone, Services::GetCDElt(ZYNTestD(tree.Path("v")), DString(), 1, cd, errors, count, 3));
   std::string root = tree.Path("v");
   std::string text = ZYNTestS(errors);
   EXPECT_EQ("[CD1]\n\"" + root + "//s/dangling\" No such file or directory\n", text);
