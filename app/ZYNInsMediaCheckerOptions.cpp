@@ -10,6 +10,7 @@
 #include "ZYNAdmNarrowText.h"
 #include "ZYNAdmStdLib.h"
 #include "ZYNInsDir.h"
+#include "ZYNInsMediaGeometry.h"
 #include "ZYNInsMsg.h"
 
 // Defined in this order so that they are constructed, and destroyed at exit, in a
@@ -355,11 +356,10 @@ int ZYNInsMediaCheckerOptions::_DetectAssemblyMedia() {
 // In an Assembly Media a volume path may name the larger media's volume; the sub-media's
 // folder below it is then added. False when neither form exists.
 static bool sSettleAssemblyMediaPath(DString const& key, DString& path) {
-  DString sub = ZYNInsMediaCheckerOptions::GetAMrelativePath() + L"/" + key;
-  // Computed as the comparison of lengths it is, -1 for "no match" included.
-  if (path.SearchSubStringBackward(sub, 0) + sub.Length() == path.Length()) return true;
-  DString candidate = path + L"/" + sub;
-  if (!ZYNAdmStdLib::Exists(candidate)) {
+  DString candidate;
+  int settled = ZYNInsMediaGeometry::SettleAssemblyMediaPath(key, path, candidate);
+  if (settled == ZYNInsAssemblyPathAsGiven) return true;
+  if (settled == ZYNInsAssemblyPathMissing) {
     ZYNInsMsg::TracePrint(DString(L"Invalid AM-CD") + key +
                           L" path ! the path to the sub-Media volume does not exist : " + candidate);
     return false;

@@ -6,6 +6,7 @@
 #include "ZYNAdmXmlHash.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
+#include "ZYNInsMediaGeometry.h"
 #include "ZYNInsMsg.h"
 #include "ZYNInsReferenceCache.h"
 
@@ -38,7 +39,7 @@ static int sStop(DString const& reason, DString const& relData) {
 int ZYNInsMediaCheckerServices::CheckMode() {
   ZYNInsMsg::Debug(DString(L"{ZYNInsMediaCheckerServices::CheckMode}start checking process ..."));
   DString base = Options::GetExternalFolder().IsEmpty() ? Options::GetCD1Path() : Options::GetExternalFolder() + L"/1";
-  DString refPath = base + L"/" + L"/0data/MediaContent.xml";
+  DString refPath = base + L"/" + ZYNInsMediaGeometry::ReferenceTail();
   ZYNInsMsg::Debug(DString(L"{ZYNInsMediaCheckerServices::CheckMode} computed reffile path : ") + refPath);
 
   ZYNAdmXmlElement reference;

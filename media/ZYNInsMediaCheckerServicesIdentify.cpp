@@ -14,6 +14,7 @@
 #include "ZYNInsDir.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
+#include "ZYNInsMediaGeometry.h"
 #include "ZYNInsMsg.h"
 #include "ZYNInsReferenceCache.h"
 
@@ -22,7 +23,6 @@ typedef ZYNInsMediaCheckerServices Services;
 
 static const wchar_t S_CheckWhere[] = L"{ZYNInsMediaCheckerServices::CheckIfCorrectCD}";
 static const wchar_t S_AskWhere[] = L"{ZYNInsMediaCheckerServices::AskForCD}";
-static const wchar_t S_RefFileTail[] = L"/0data/MediaContent.xml";
 
 static const wchar_t S_Unreadable[] = L"\n\"/P1\" input file is missing or cannot be accessed";
 static const wchar_t S_Corrupted[] = L"\"/P1\" has a corrupted content";
@@ -51,15 +51,13 @@ static void sPush(DString const& message) { ZYNAdmError::Push(message, ZYNAdmErr
 // volume 1, and a file tree keeps each in the folder of its number.
 static DString sDefaultVolumePath(int cdIndex) {
   DString rawText = sNumber(cdIndex);
-  DString curText = sNumber(Options::GetRelativeAmCdIndex(cdIndex));
   if (Options::IsPhysicalCD()) {
     DString path = Options::GetCD1Path();
     if (Options::IsAM()) path = ZYNInsDir::GetParentDir(path) + L"/" + rawText;
     sDebug(S_CheckWhere, DString(L" new physical cd path : ") + path);
     return path;
   }
-  DString path = Options::GetCDsPath() + L"/" + curText;
-  if (Options::IsAM()) path.Append(DString(L"/") + Options::GetAMrelativePath() + L"/", rawText);
+  DString path = ZYNInsMediaGeometry::FileTreeVolumePath(cdIndex);
   sDebug(S_CheckWhere, DString(L" new cd path : ") + path);
   return path;
 }
@@ -82,9 +80,9 @@ static DString sReadReference(DString const& refFile, ZYNAdmXmlElement& ref) {
 static int sAskForReadableReference(int cdIndex, DString error, DString const& expectedRelData, DString& volumePath,
                                     DString const& refFile, ZYNAdmXmlElement& ref) {
   sDebug(S_CheckWhere, DString(L" error while retrieveing info from (") + refFile + L"). try to get valide infos...");
-  DString curText = sNumber(Options::GetRelativeAmCdIndex(cdIndex));
+  DString outerText = ZYNInsMediaGeometry::OuterVolumeText(cdIndex);
   wchar_t const* advice = Options::IsPhysicalCD() ? S_InsertCD : S_NotNextToCD1;
-  error.Append(ZYNInsMsg::BuildMsg(DString(advice), DStrings(curText, expectedRelData)));
+  error.Append(ZYNInsMsg::BuildMsg(DString(advice), DStrings(outerText, expectedRelData)));
   DString typed;
   DString source = refFile;
   for (;;) {
@@ -96,7 +94,7 @@ static int sAskForReadableReference(int cdIndex, DString error, DString const& e
     // A typed path brings its own reference file: -refDir plays no part here.
     if (!typed.IsEmpty()) {
       volumePath = typed;
-      typed.Append(DString(S_RefFileTail));
+      typed.Append(ZYNInsMediaGeometry::ReferenceTail());
       sDebug(S_CheckWhere, DString(L" new reffile path : ") + typed);
       source = typed;
     }
@@ -112,12 +110,12 @@ int ZYNInsMediaCheckerServices::CheckIfCorrectCD(int cdIndex, DString expectedHa
   sDebug(S_CheckWhere, DString(L" enter cd index checker func ..."));
   DString path = Options::GetCDPath(cdIndex);
   DString rawText = sNumber(cdIndex);
-  DString curText = sNumber(Options::GetRelativeAmCdIndex(cdIndex));
-  sDebug(S_CheckWhere, DString(L" curpath{") + path + L"}//(cd index) raw{" + rawText + L"} cur{" + curText + L"}");
+  DString outerText = ZYNInsMediaGeometry::OuterVolumeText(cdIndex);
+  sDebug(S_CheckWhere, DString(L" curpath{") + path + L"}//(cd index) raw{" + rawText + L"} cur{" + outerText + L"}");
   if (path.IsEmpty()) path = sDefaultVolumePath(cdIndex);
   DString volumePath = path;
   DString refFile = Options::GetExternalFolder().IsEmpty() ? path : Options::GetExternalFolder() + L"/" + rawText;
-  refFile.Append(DString(S_RefFileTail));
+  refFile.Append(ZYNInsMediaGeometry::ReferenceTail());
   sDebug(S_CheckWhere, DString(L" computed reffile path : ") + refFile);
 
   ZYNAdmXmlElement ref;
@@ -151,7 +149,7 @@ int ZYNInsMediaCheckerServices::CheckIfCorrectCD(int cdIndex, DString expectedHa
     wantedRelData = expectedRelData;
   }
   DString message =
-      ZYNInsMsg::BuildMsg(DString(S_WrongCD), DStrings(volumePath, cdid, ownRelData, curText, wantedRelData));
+      ZYNInsMsg::BuildMsg(DString(S_WrongCD), DStrings(volumePath, cdid, ownRelData, outerText, wantedRelData));
   if (Options::IsQuiet()) {
     sPush(message);
     return ZYNInsVolumeFailed;
@@ -170,16 +168,15 @@ int ZYNInsMediaCheckerServices::CheckIfCorrectCD(int cdIndex, DString expectedHa
 
 // On an Assembly Media a typed path may name the larger media's volume; the sub-media's
 // folder below it is then added. False, with a word to the user, when neither exists.
-static bool sSettleAssemblyMediaPath(int cdIndex, DString const& curText, DString& path) {
-  DString sub = Options::GetAMrelativePath() + L"/" + sNumber(cdIndex);
-  // Computed as the comparison of lengths it is, -1 for "no match" included.
-  if (path.SearchSubStringBackward(sub, 0) + sub.Length() == path.Length()) return true;
-  DString candidate = path + L"/" + sub;
-  if (ZYNAdmStdLib::Exists(candidate)) {
+static bool sSettleAssemblyMediaPath(int cdIndex, DString const& outerText, DString& path) {
+  DString candidate;
+  int settled = ZYNInsMediaGeometry::SettleAssemblyMediaPath(sNumber(cdIndex), path, candidate);
+  if (settled == ZYNInsAssemblyPathAsGiven) return true;
+  if (settled == ZYNInsAssemblyPathBelow) {
     path = candidate;
     return true;
   }
-  ZYNInsMsg::TracePrint(DString(L"Invalid AM-CD") + curText + L" ! the path to the sub-Media volume does not exist : " +
+  ZYNInsMsg::TracePrint(DString(L"Invalid AM-CD") + outerText + L" ! the path to the sub-Media volume does not exist : " +
                         candidate);
   return false;
 }
@@ -189,12 +186,12 @@ int ZYNInsMediaCheckerServices::AskForCD(int cdIndex, DString message, DString& 
     sDebug(S_AskWhere, DString(L" in quiet mode, do not ask for cd !"));
     return ZYNInsAnswerStop;
   }
-  DString curText = sNumber(Options::GetRelativeAmCdIndex(cdIndex));
-  sDebug(S_AskWhere, DString(L" CD index to ask : ") + curText);
+  DString outerText = ZYNInsMediaGeometry::OuterVolumeText(cdIndex);
+  sDebug(S_AskWhere, DString(L" CD index to ask : ") + outerText);
   bool physical = Options::IsPhysicalCD();
   DString text = message;
   if (text.IsEmpty())
-    text = ZYNInsMsg::BuildMsg(DString(physical ? S_InsertCD : S_CustomPathCD), DStrings(curText, DString()));
+    text = ZYNInsMsg::BuildMsg(DString(physical ? S_InsertCD : S_CustomPathCD), DStrings(outerText, DString()));
   // "0" is taken on a file tree too, though its menu doesn't offer it.
   text.Append(DString(physical ? L"\n[0]Ok\n[1]Cancel\n[2]Custom Path\n" : L"\n[1]Cancel\n[2]Custom Path\n"));
   int wrongAnswers = 0;
@@ -220,10 +217,10 @@ int ZYNInsMediaCheckerServices::AskForCD(int cdIndex, DString message, DString& 
       continue;
     }
     ZYNInsMsg::TracePrint(
-        ZYNInsMsg::BuildMsg(DString(L"\nPlease specify the Path of CD /P1 folder :\n"), DStrings(curText)));
+        ZYNInsMsg::BuildMsg(DString(L"\nPlease specify the Path of CD /P1 folder :\n"), DStrings(outerText)));
     // Taken as typed: no slash removed, nothing made absolute.
     path = GetStdin();
-    if (Options::IsAM() && !sSettleAssemblyMediaPath(cdIndex, curText, path)) continue;
+    if (Options::IsAM() && !sSettleAssemblyMediaPath(cdIndex, outerText, path)) continue;
     Options::SetCDPath(cdIndex, path);
     return ZYNInsAnswerGoOn;
   }

@@ -32,6 +32,7 @@
 #include "ZYNInsFindFile.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
+#include "ZYNInsMediaGeometry.h"
 #include "ZYNInsMsg.h"
 
 typedef ZYNInsMediaCheckerOptions Options;
@@ -83,7 +84,7 @@ struct SScanVolume {
   bool generate;
   bool assemblyMedia;
   DString cdText;
-  DString amText;
+  DString outerText;
   DString prefix;  // template with /P1 (and /P2 on an Assembly Media)
 };
 
@@ -94,8 +95,6 @@ struct SScanDigests {
 
 }  // namespace
 
-static const wchar_t S_ReferenceName[] = L"MediaContent.xml";
-
 static DString sNumber(int value) { return DString::FromNum(value, "%d"); }
 
 // DString's == takes a longer text led by a unit with a low byte of 0 (U+4E00, say) for
@@ -105,7 +104,7 @@ static bool sIsName(DString const& name, DString const& wanted) {
 }
 
 static bool sIsSkippedFile(SScanEntry const& entry) {
-  static DString const S_skipped(S_ReferenceName);
+  static DString const S_skipped(ZYNInsMediaGeometry::ReferenceName());
   return !entry.folder && sIsName(entry.name, S_skipped);
 }
 
@@ -268,7 +267,7 @@ static DString sProgress(int percent) {
 // The parameters of a message: the volume numbers of the prefix, then `more`.
 static DStrings sParameters(SScanVolume const& volume, DStrings const& more) {
   DStrings parameters;
-  if (volume.assemblyMedia) parameters.PutBack(volume.amText);
+  if (volume.assemblyMedia) parameters.PutBack(volume.outerText);
   parameters.PutBack(volume.cdText);
   parameters.PutBack(more);
   return parameters;
@@ -378,7 +377,7 @@ static int sWalkFolder(SScanWalk& walk, DString const& relativePath, SScanFolder
   if (folder.failed) ZYNAdmError::Push(folder.failure);
   if (relativePath.IsEmpty()) {
     DString pattern = volume.assemblyMedia ? L"<AssemblyMedia Volume /P1 - Media Volume /P2>\n" : L"<Media Volume /P1>\n";
-    DStrings parameters = volume.assemblyMedia ? DStrings(volume.amText, volume.cdText) : DStrings(volume.cdText);
+    DStrings parameters = volume.assemblyMedia ? DStrings(volume.outerText, volume.cdText) : DStrings(volume.cdText);
     ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(pattern, parameters));
   }
 
@@ -414,7 +413,7 @@ static SScanVolume sVolume(DString const& root, int cdIndex) {
   volume.generate = Options::IsGenerateMode();
   volume.assemblyMedia = Options::IsAM();
   volume.cdText = sNumber(cdIndex);
-  volume.amText = sNumber(Options::GetRelativeAmCdIndex(cdIndex));
+  volume.outerText = ZYNInsMediaGeometry::OuterVolumeText(cdIndex);
   volume.prefix = volume.assemblyMedia ? L"[AMCD/P1-CD/P2]" : L"[CD/P1]";
   return volume;
 }
@@ -542,12 +541,7 @@ static int sComputeCDPath(int cdIndex, DString& cdPath) {
     if (cdIndex > 1 && Services::AskForCD(cdIndex, DString(), cdPath) == ZYNInsAnswerStop) return ZYNInsScanCancelled;
     return ZYNInsScanDone;
   }
-  cdPath = Options::GetCDsPath() + L"/";
-  if (Options::IsAM()) {
-    cdPath.Append(sNumber(Options::GetRelativeAmCdIndex(cdIndex)), DString(L"/"), Options::GetAMrelativePath());
-    cdPath += L"/";
-  }
-  cdPath += sNumber(cdIndex);
+  cdPath = ZYNInsMediaGeometry::FileTreeVolumePath(cdIndex);
   Options::SetCDPath(cdIndex, cdPath);
   return ZYNInsScanDone;
 }

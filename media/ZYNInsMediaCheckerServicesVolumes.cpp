@@ -5,15 +5,15 @@
 #include "ZYNInsFindFile.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
+#include "ZYNInsMediaGeometry.h"
 #include "ZYNInsMsg.h"
 
 typedef ZYNInsMediaCheckerOptions Options;
 
-static const wchar_t S_RefFileTail[] = L"/0data/MediaContent.xml";
 
 static int sCompareNames(DString const* a, DString const* b) { return DString::Compare(a, b); }
 
-DString ZYNInsMediaCheckerServices::GetRefFilePath() { return DString(S_RefFileTail); }
+DString ZYNInsMediaCheckerServices::GetRefFilePath() { return ZYNInsMediaGeometry::ReferenceTail(); }
 
 DString ZYNInsMediaCheckerServices::GetRefFilePath(DString base, int cdIndex) {
   int relative = Options::GetRelativeAmCdIndex(cdIndex);
@@ -22,7 +22,7 @@ DString ZYNInsMediaCheckerServices::GetRefFilePath(DString base, int cdIndex) {
   DString folder;
   names.Get(relative - 1, folder);
   DString path(base);
-  path.Append(DString(L"/"), folder, DString(S_RefFileTail));
+  path.Append(DString(L"/"), folder, ZYNInsMediaGeometry::ReferenceTail());
   return path;
 }
 
