@@ -22,9 +22,8 @@ static int sVolumeCount(ZYNAdmXmlElement const& reference) {
   if (Services::GetFirstElement(reference, DString(L"CDs"), cds) == 0) return -1;
   DString const wanted(L"CD");
   int count = 0;
-  for (void* it = cds.GetChildren(); it != nullptr;) {
-    DString const& name = cds.GetChild(it).GetNameRef();
-    if (name.Length() == wanted.Length() && name.IsSubStringAt(0, wanted)) ++count;
+  for (ZYNAdmXmlElement const& cd : cds.Children()) {
+    if (cd.HasName(wanted)) ++count;
   }
   return count;
 }

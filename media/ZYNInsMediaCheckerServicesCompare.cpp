@@ -3,6 +3,10 @@
 // path goes through an index and every removal through one rebuild of a child list;
 // the findings and their order are those of a walk that searches each volume from its
 // first file and removes matched files as it goes.
+//
+// Names "CD" and "File" are matched here with DString's own equality, loose as it is (a
+// longer name led by a unit whose low byte is 0 passes), as the comparison always has:
+// what passes here is what the seal of the reference covered.
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
@@ -49,9 +53,7 @@ class ScannedVolume {
   explicit ScannedVolume(ZYNAdmXmlElement const& cd) : _cd(cd) {
     DString const file(L"File");
     DString const path(L"path");
-    void* it = cd.GetChildren();
-    while (it != nullptr) {
-      ZYNAdmXmlElement const& child = cd.GetChild(it);
+    for (ZYNAdmXmlElement const& child : cd.Children()) {
       _children.push_back(child);
       _taken.push_back(false);
       if (child.GetNameRef() != file) continue;
@@ -127,8 +129,7 @@ void ScannedVolume::Commit() {
 
 static std::vector<ZYNAdmXmlElement> sChildren(ZYNAdmXmlElement const& parent) {
   std::vector<ZYNAdmXmlElement> children;
-  void* it = parent.GetChildren();
-  while (it != nullptr) children.push_back(parent.GetChild(it));
+  for (ZYNAdmXmlElement const& child : parent.Children()) children.push_back(child);
   return children;
 }
 
@@ -183,9 +184,7 @@ static std::vector<VolumePair> sPairVolumes(ZYNAdmXmlElement const& reference, Z
   DStrings wanted = ZYNInsMediaCheckerOptions::GetCDsToCheck();
   void* partner = curCDs.GetChildren();
   int number = 1;
-  void* it = refCDs.GetChildren();
-  while (it != nullptr) {
-    ZYNAdmXmlElement const& refCD = refCDs.GetChild(it);
+  for (ZYNAdmXmlElement const& refCD : refCDs.Children()) {
     if (refCD.GetNameRef() != DString(L"CD")) continue;
     int cd = number++;
     if (!wanted.IsEmpty() && wanted.Find(DString::FromNum(cd, "%d"), 0) < 0) continue;
@@ -306,14 +305,10 @@ void ZYNInsMediaCheckerServices::GetTimeShift(DStrings shifts, long long& first,
 void ZYNInsMediaCheckerServices::GetUnexpectedFiles(ZYNAdmXmlElement current, DString& errors) {
   ZYNAdmXmlElement cds = sVolumes(current);
   int counter = 1;
-  void* it = cds.GetChildren();
-  while (it != nullptr) {
-    ZYNAdmXmlElement const& cd = cds.GetChild(it);
+  for (ZYNAdmXmlElement const& cd : cds.Children()) {
     if (cd.GetNameRef() != DString(L"CD")) continue;
     DString number = DString::FromNum(counter++, "%d");
-    void* fileIt = cd.GetChildren();
-    while (fileIt != nullptr) {
-      ZYNAdmXmlElement const& file = cd.GetChild(fileIt);
+    for (ZYNAdmXmlElement const& file : cd.Children()) {
       if (file.GetNameRef() != DString(L"File")) continue;
       sAppendFinding(errors, S_Unexpected, DStrings(number, file.GetAttributeValue(DString(L"path"))));
     }

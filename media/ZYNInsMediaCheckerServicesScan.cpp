@@ -467,9 +467,8 @@ int ZYNInsMediaCheckerServices::CompareEltsByPathAttr(const ZYNAdmXmlElement& a,
 // children. A child without a name would never be picked and is dropped.
 static bool sIsInPathOrder(ZYNAdmXmlElement const& element) {
   DString const* previous = nullptr;
-  void* it = element.GetChildren();
-  while (it != nullptr) {
-    DString const& path = sPathOf(element.GetChild(it));
+  for (ZYNAdmXmlElement const& child : element.Children()) {
+    DString const& path = sPathOf(child);
     if (previous != nullptr && DString::Compare(previous, &path) > 0) return false;
     previous = &path;
   }
@@ -491,8 +490,7 @@ void ZYNInsMediaCheckerServices::XmlEltSort(int (*compare)(const ZYNAdmXmlElemen
     return;
   }
   std::vector<ZYNAdmXmlElement> children;
-  void* it = element.GetChildren();
-  while (it != nullptr) children.push_back(element.GetChild(it));
+  for (ZYNAdmXmlElement const& child : element.Children()) children.push_back(child);
 
   // Pointers move, not handles; the usual order by path reads each key once.
   struct SKeyed {
@@ -527,9 +525,8 @@ static void sDebug(wchar_t const* text, DString const& value = DString()) {
 
 static int sCountChildren(ZYNAdmXmlElement const& parent, DString const& name) {
   int count = 0;
-  void* it = parent.GetChildren();
-  while (it != nullptr) {
-    if (sIsName(parent.GetChild(it).GetNameRef(), name)) ++count;
+  for (ZYNAdmXmlElement const& child : parent.Children()) {
+    if (child.HasName(name)) ++count;
   }
   return count;
 }

@@ -61,12 +61,8 @@ int ZYNInsMediaCheckerServices::GetCDsList(DStrings& names) {
 }
 
 int ZYNInsMediaCheckerServices::GetFirstElement(ZYNAdmXmlElement parent, DString name, ZYNAdmXmlElement& found) {
-  void* it = parent.GetChildren();
-  while (it != nullptr) {
-    const ZYNAdmXmlElement& child = parent.GetChild(it);
-    // Unit for unit: DString's == takes a longer name led by U+4E00, say, for any shorter one.
-    DString const& childName = child.GetNameRef();
-    if (name.IsEmpty() || (childName.Length() == name.Length() && childName.IsSubStringAt(0, name))) {
+  for (const ZYNAdmXmlElement& child : parent.Children()) {
+    if (name.IsEmpty() || child.HasName(name)) {
       found = child;
       return 1;
     }

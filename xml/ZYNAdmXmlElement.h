@@ -93,6 +93,37 @@ class ZYNAdmXmlElement {
 
   // Neither of these is an operation of the model; they spare callers a pointer test.
   bool IsOrphan() const { return this == &_orphan; }
+
+  // The name, unit for unit. DString's == would also take some longer names for equal
+  // (a text led by a unit whose low byte is 0).
+  bool HasName(const DString& name) const {
+    const DString& own = GetNameRef();
+    return own.Length() == name.Length() && own.IsSubStringAt(0, name);
+  }
+
+  // for (const ZYNAdmXmlElement& child : element.Children()): the children in order. The
+  // list must not change during the walk.
+  class ChildIterator {
+   public:
+    ChildIterator(const ZYNAdmXmlElement* parent, void* cursor) : _parent(parent), _next(cursor) { ++*this; }
+    const ZYNAdmXmlElement& operator*() const { return *_current; }
+    ChildIterator& operator++() {
+      _current = _next != nullptr ? &_parent->GetChild(_next) : nullptr;
+      return *this;
+    }
+    bool operator!=(const ChildIterator& other) const { return _current != other._current; }
+
+   private:
+    const ZYNAdmXmlElement* _parent;
+    void* _next;
+    const ZYNAdmXmlElement* _current = nullptr;
+  };
+  struct ChildRange {
+    const ZYNAdmXmlElement* parent;
+    ChildIterator begin() const { return ChildIterator(parent, parent->GetChildren()); }
+    ChildIterator end() const { return ChildIterator(parent, nullptr); }
+  };
+  ChildRange Children() const { return ChildRange{this}; }
   bool IsEmpty() const { return _p == nullptr; }
 
   static ZYNAdmXmlElement _orphan;
