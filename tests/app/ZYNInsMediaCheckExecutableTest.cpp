@@ -245,7 +245,8 @@ TEST_F(MediaCheckOnTree, DetectsTheShapeOfTheMediaAndPrintsTheBanner) {
 
 TEST_F(MediaCheckOnTree, RefusesAnAssemblyMediaWithoutVolumeIndex) {
   Dirs({"big/3/0data", "big/3/sub/1", "vol/1/0data"});
-  File("big/3/x.txt.txt");
+  // The first ".txt" is not at the end of the name: no index file.
+  File("big/3/3.txt.txt");
   ChildResult r = RunZyn({"-CD1Path", P("big/3/sub/1")}, {}, root);
   EXPECT_EQ(r.out, Block(Miss(P("big/3/sub")) + "The given Assembly Media " + P("big/3/sub/1") +
                          " does not contains volume file(s) !") +
@@ -341,6 +342,16 @@ TEST(MediaCheckInPrivateTmp, PhysicalMediaIsCheckedFromTheTemporaryFolder) {
               std::string::npos)
         << c.name << r.out;
   }
+}
+
+// The default report is written only where a check fails: a passed check leaves the one
+// already there as it was.
+TEST(MediaCheckInPrivateTmp, PassedCheckLeavesTheDefaultReportAlone) {
+  if (RunInPrivateTmp("true").status != 0) GTEST_SKIP() << "no private mount namespace here";
+  ChildResult r = RunInPrivateTmp(
+      "mkdir -p t/1 && echo a > t/1/f && \"$0\" -generate -quiet -CD1Path /tmp/t/1 && echo old > MediaCheck_report.xml && "
+      "\"$0\" -quiet -CD1Path /tmp/t/1; echo \"status $?\"; cat MediaCheck_report.xml");
+  EXPECT_EQ(r.out, "status 0\nold\n");
 }
 
 }  // namespace

@@ -209,6 +209,16 @@ TEST_F(CheckMode, DamagedReferenceFilesStopTheCheck) {
   std::string original2 = tree.Read(ref2);
   std::string flipped = original1;
   flipped[flipped.find(kHello)] = 'f';
+  // Without its seal, a reference with a digest changed has nothing left to vouch for it.
+  std::string unsealed = flipped;
+  size_t seal = unsealed.find(" ZYNHachageSomme=");
+  unsealed.erase(seal, unsealed.find('"', unsealed.find('"', seal) + 1) + 1 - seal);
+  // The tag of volume 2 of another media, sealed and numbered as the right one would be.
+  for (auto const& dir : {"other", "other/1", "other/2"}) tree.Dir(dir);
+  tree.File("other/1/x", "other\n");
+  tree.File("other/2/y", "other\n");
+  ASSERT_EQ(RunZyn({"-generate", "-quiet", "-CD1Path", tree.Path("other/1"), "-xml", tree.Path("other.xml")}).status, 0);
+  std::string foreign = tree.Read("other/2/0data/MediaContent.xml");
   const struct {
     char const* name;
     std::string file, content;
@@ -218,6 +228,10 @@ TEST_F(CheckMode, DamagedReferenceFilesStopTheCheck) {
        "\n\"" + cd1 + "//0data/MediaContent.xml\" input file is missing or cannot be accessed"},
       {"volume 1 with one digit changed", ref1, flipped,
        "\"" + cd1 + "/0data/MediaContent.xml\" has a corrupted content"},
+      {"volume 1 without its seal, a digest changed", ref1, unsealed,
+       "\"" + cd1 + "/0data/MediaContent.xml\" has a corrupted content"},
+      {"volume 2 with the tag of another media", ref2, foreign,
+       "\nWrong CD at \"" + cd2 + "\"\n\nCurrent:\nCD 2\n\n\nPlease replace by:\nCD 2\n\n\n"},
       {"volume 2 without its tag", ref2, "",
        "\n\"" + cd2 + "/0data/MediaContent.xml\" input file is missing or cannot be accessed"},
   };

@@ -93,6 +93,8 @@ TEST(MediaCompare, WordsEachDifferenceAndJudgesTimesAgainstCommonShifts) {
       {"content and time", {Steady({{"/a", T}})}, {Steady({{"/a", T + 5, "x"}})}, {}, Content(1, "/a", "x") + Time(1, "/a", T + 5)},
       {"unexpected, and the second of one path", {ab}, {{{"/a", T}, {"/a", T + 9}, {"/b", T}, {"/c", T}}}, {}, Unexpected(1, "/a") + Unexpected(1, "/c")},
       {"all moved by an hour", {Moved({0, 0})}, {Moved({3600, 3600})}, {}, ""},
+      {"all moved back by whole hours", {Moved({0, 0, 0})}, {Moved({-7200, -7200, -7201})}, {}, ""},
+      {"back by hours, one file further off", {Moved({0, 0, 0, 0})}, {Moved({-7200, -7200, -3600, -7230})}, {}, Time(1, "/3", T - 7230)},
       {"one moved by an hour among unmoved", {Steady({{"/a", T}})}, {Steady({{"/a", T + 3600}})}, {}, ""},
       {"one second off the shift", {Moved({0, 0, 0})}, {Moved({3600, 3600, 3601})}, {}, ""},
       {"a lone odd difference is the second shift, a third one isn't", {Moved({0, 0, 0, 0})}, {Moved({3600, 3600, 3602, 3605})}, {}, Time(1, "/3", T + 3605)},
@@ -125,9 +127,8 @@ int CountFiles(ZYNAdmXmlElement const& media) {
   int count = 0;
   ZYNAdmXmlElement cds;
   Services::GetFirstElement(media, DString(L"CDs"), cds);
-  for (void* it = cds.GetChildren(); it != nullptr;) {
-    ZYNAdmXmlElement const& cd = cds.GetChild(it);
-    for (void* file = cd.GetChildren(); file != nullptr;) count += cd.GetChild(file).GetName() == L"File" ? 1 : 0;
+  for (ZYNAdmXmlElement const& cd : cds.Children()) {
+    for (ZYNAdmXmlElement const& file : cd.Children()) count += file.HasName(DString(L"File")) ? 1 : 0;
   }
   return count;
 }
