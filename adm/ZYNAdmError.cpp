@@ -110,14 +110,12 @@ void ZYNAdmError::Push(DString message, ZYNAdmErrorType type, int hresult, int e
   StackError(new ZYNAdmError(message, type, hresult, errorCode));
 }
 
-void ZYNAdmError::Push(DString catalog, DString key, DStrings const* parameters, ZYNAdmErrorType type,
-                       int hresult, int errorCode) {
+void ZYNAdmError::Push(DString catalog, DString key, DStrings const* parameters, ZYNAdmErrorType type, int hresult,
+                       int errorCode) {
   Push(ZYNAdmMsgCatalog::BuildMessage(catalog, key, parameters, nullptr), type, hresult, errorCode);
 }
 
-void ZYNAdmError::Push(DString message) {
-  Push(message, ZYNAdmErrorTypeApplication, static_cast<int>(0x80004005u), 1);
-}
+void ZYNAdmError::Push(DString message) { Push(message, ZYNAdmErrorTypeApplication, static_cast<int>(0x80004005u), 1); }
 
 void ZYNAdmError::PushGetLastError(DString message, ZYNAdmErrorType type, int hresult) {
   int err = errno;

@@ -21,8 +21,8 @@ class ZYNAdmError {
   virtual ~ZYNAdmError();
 
   static void Push(DString message, ZYNAdmErrorType type, int hresult, int errorCode);
-  static void Push(DString catalog, DString key, DStrings const* parameters, ZYNAdmErrorType type,
-                   int hresult, int errorCode);
+  static void Push(DString catalog, DString key, DStrings const* parameters, ZYNAdmErrorType type, int hresult,
+                   int errorCode);
   // Convenience for the application's own records: type 1, the generic failure, code 1.
   static void Push(DString message);
   static void PushGetLastError(DString message, ZYNAdmErrorType type, int hresult);

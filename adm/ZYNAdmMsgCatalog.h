@@ -9,8 +9,7 @@ class DStrings;
 // the key itself in the notation catalog.key(p1, p2).
 class ZYNAdmMsgCatalog {
  public:
-  static DString BuildMessage(DString catalog, DString key, DStrings const* parameters,
-                              unsigned char* defaultUsed);
+  static DString BuildMessage(DString catalog, DString key, DStrings const* parameters, unsigned char* defaultUsed);
 };
 
 #endif

@@ -44,8 +44,8 @@ DStrings sRandomPaths(int count) {
   DStrings paths;
   std::srand(1);
   for (int i = 0; i < count; ++i) {
-    std::wstring path = L"CD" + std::to_wstring(1 + std::rand() % 4) + L"/dir" +
-                        std::to_wstring(std::rand() % 500) + L"/file" + std::to_wstring(std::rand());
+    std::wstring path = L"CD" + std::to_wstring(1 + std::rand() % 4) + L"/dir" + std::to_wstring(std::rand() % 500) +
+                        L"/file" + std::to_wstring(std::rand());
     paths.PutBack(DString(path.c_str()));
   }
   return paths;

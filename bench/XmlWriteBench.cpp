@@ -39,8 +39,7 @@ ZYNAdmXmlElement sBuildReference(int files) {
   const DString hash(L"9f86d081884c7d659a2feaa0c55ad015a3bf4f1b2b0b822cd15d6c15b0f00a08");
   for (int i = 0; i < files; ++i) {
     ZYNAdmXmlElement file(DString(L"File"));
-    std::wstring path = L"/packages/component" + std::to_wstring(i % 97) + L"/file_" +
-                        std::to_wstring(i) + L".dat";
+    std::wstring path = L"/packages/component" + std::to_wstring(i % 97) + L"/file_" + std::to_wstring(i) + L".dat";
     file.SetAttributeValue(L"timestamp", DString(std::to_wstring(1700000000 + i).c_str()));
     file.SetAttributeValue(L"path", DString(path.c_str()));
     file.SetAttributeValue(L"hash", hash);

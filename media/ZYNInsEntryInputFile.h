@@ -31,7 +31,7 @@ class ZYNInsEntryInputFile : public ZYNAdmInputStream {
   int _folderFd;
   char const* _name;
   int _fd = -1;
-  long long _size = 0;      // at opening; reaching it with a short read is the end
+  long long _size = 0;  // at opening; reaching it with a short read is the end
   long long _position = 0;
   long long _lastWriteTime = 0;
 };

@@ -30,8 +30,7 @@ static bool sIsDotOrDotDot(DString const& name) {
 // opendir's own flags; O_NONBLOCK keeps a FIFO swapped in for the folder from blocking.
 static int const S_folderFlags = O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC;
 
-ZYNInsFindFile::ZYNInsFindFile(DString path, int typeMask)
-    : ZYNInsFindFile(path, typeMask, AT_FDCWD, std::string()) {}
+ZYNInsFindFile::ZYNInsFindFile(DString path, int typeMask) : ZYNInsFindFile(path, typeMask, AT_FDCWD, std::string()) {}
 
 ZYNInsFindFile::ZYNInsFindFile(DString path, int typeMask, int parentFd, std::string const& narrowName)
     : _type(0),

@@ -12,9 +12,9 @@ class ZYNAdmXmlElement;
 // Results of GetMediaXmlView.
 enum ZYNInsScanResult {
   ZYNInsScanDone = 0,
-  ZYNInsScanFailed = 1,          // reason in `errors`
-  ZYNInsScanNotIdentified = 2,   // a volume, in a quiet run; reason in `errors`
-  ZYNInsScanCancelled = 3,       // at a prompt; nobody tells a reason
+  ZYNInsScanFailed = 1,         // reason in `errors`
+  ZYNInsScanNotIdentified = 2,  // a volume, in a quiet run; reason in `errors`
+  ZYNInsScanCancelled = 3,      // at a prompt; nobody tells a reason
 };
 
 // Results of GetCDElt: the walk of a volume's folders.
@@ -82,11 +82,10 @@ class ZYNInsMediaCheckerServices {
   // One volume's folders below `relativePath`, walked and digested as the scan does; a
   // ZYNInsWalkResult. The File elements land in `cdElement` in path order. The scan
   // itself reads and walks whole volumes; this entry is for tests.
-  static int GetCDElt(DString root, DString relativePath, int cdIndex, ZYNAdmXmlElement& cdElement,
-                      DString& errors, int& fileCount, int totalFiles);
+  static int GetCDElt(DString root, DString relativePath, int cdIndex, ZYNAdmXmlElement& cdElement, DString& errors,
+                      int& fileCount, int totalFiles);
   // Orders the children of `element` by `compare`, stably; the handle ends on a new body.
-  static void XmlEltSort(int (*compare)(const ZYNAdmXmlElement&, const ZYNAdmXmlElement&),
-                         ZYNAdmXmlElement& element);
+  static void XmlEltSort(int (*compare)(const ZYNAdmXmlElement&, const ZYNAdmXmlElement&), ZYNAdmXmlElement& element);
   static int CompareEltsByPathAttr(const ZYNAdmXmlElement& a, const ZYNAdmXmlElement& b);
 
   // --- Generate mode's release text, also read by check mode (ServicesGenerate.cpp).

@@ -64,8 +64,8 @@ int ZYNInsMediaCheckerServices::GenerateMode() {
   DString relInfoPath = Options::GetRelInfoFile();
   ZYNAdmXmlElement relInfo;
   if (!relInfoPath.IsEmpty() && !sReadRelInfo(relInfoPath, relInfo)) {
-    DString message = ZYNInsMsg::BuildMsg(DString(L"\n\"/P1\" input file is missing or cannot be accessed"),
-                                          DStrings(relInfoPath));
+    DString message =
+        ZYNInsMsg::BuildMsg(DString(L"\n\"/P1\" input file is missing or cannot be accessed"), DStrings(relInfoPath));
     return sFail(message, DString());
   }
 
@@ -122,8 +122,8 @@ int ZYNInsMediaCheckerServices::GetRelData(ZYNAdmXmlElement& element, DString& t
   unsigned char* bytes = nullptr;
   int size = 0;
   if (buffer.GetBuffer(bytes, size) == 0) return -1;
-  int converted = ZYNAdmCodePage::ConvertUTF8ToUcs(reinterpret_cast<char const*>(bytes),
-                                                   static_cast<unsigned long>(size), text);
+  int converted =
+      ZYNAdmCodePage::ConvertUTF8ToUcs(reinterpret_cast<char const*>(bytes), static_cast<unsigned long>(size), text);
   std::free(bytes);
   return converted == 0 ? 1 : 0;
 }

@@ -176,8 +176,8 @@ static bool sSettleAssemblyMediaPath(int cdIndex, DString const& outerText, DStr
     path = candidate;
     return true;
   }
-  ZYNInsMsg::TracePrint(DString(L"Invalid AM-CD") + outerText + L" ! the path to the sub-Media volume does not exist : " +
-                        candidate);
+  ZYNInsMsg::TracePrint(DString(L"Invalid AM-CD") + outerText +
+                        L" ! the path to the sub-Media volume does not exist : " + candidate);
   return false;
 }
 

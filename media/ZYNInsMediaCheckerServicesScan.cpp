@@ -47,7 +47,7 @@ struct SScanFolder;
 struct SScanEntry {
   DString name;
   long long lastWriteTime;
-  bool hasTime;  // else the digest's opening of the file gives it
+  bool hasTime;                         // else the digest's opening of the file gives it
   std::unique_ptr<SScanFolder> folder;  // null for a regular file
   unsigned narrowName;                  // offset of the name in the folder's `narrowNames`
   unsigned job;                         // a file's digest among the folder's `jobs`
@@ -61,7 +61,7 @@ struct SScanFolder {
   DString failure;  // the enumerator's record, naming this folder by the walk's path
   ZYNInsDigestFolder digest;
   std::unique_ptr<ZYNInsDigestJob[]> jobs;  // one for each file to digest, in directory order
-  std::vector<ZYNAdmXmlElement> sorted;  // after the walk: the File elements below, in path order
+  std::vector<ZYNAdmXmlElement> sorted;     // after the walk: the File elements below, in path order
 };
 
 // A folder on the path from the volume's root: met again below itself, it is a loop.
@@ -376,7 +376,8 @@ static int sWalkFolder(SScanWalk& walk, DString const& relativePath, SScanFolder
   // The probe listing of the folder, kept for the record it leaves on the stack.
   if (folder.failed) ZYNAdmError::Push(folder.failure);
   if (relativePath.IsEmpty()) {
-    DString pattern = volume.assemblyMedia ? L"<AssemblyMedia Volume /P1 - Media Volume /P2>\n" : L"<Media Volume /P1>\n";
+    DString pattern =
+        volume.assemblyMedia ? L"<AssemblyMedia Volume /P1 - Media Volume /P2>\n" : L"<Media Volume /P1>\n";
     DStrings parameters = volume.assemblyMedia ? DStrings(volume.outerText, volume.cdText) : DStrings(volume.cdText);
     ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(pattern, parameters));
   }
@@ -441,9 +442,8 @@ static int sWalkTree(SScanVolume const& volume, SScanFolder& tree, SScanDigests&
   return result;
 }
 
-int ZYNInsMediaCheckerServices::GetCDElt(DString root, DString relativePath, int cdIndex,
-                                         ZYNAdmXmlElement& cdElement, DString& errors, int& fileCount,
-                                         int totalFiles) {
+int ZYNInsMediaCheckerServices::GetCDElt(DString root, DString relativePath, int cdIndex, ZYNAdmXmlElement& cdElement,
+                                         DString& errors, int& fileCount, int totalFiles) {
   SScanFolder folder;
   SScanDigests digests;
   sReadTree(sFolderPath(root, relativePath), folder, digests);

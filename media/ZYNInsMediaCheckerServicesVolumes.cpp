@@ -10,7 +10,6 @@
 
 typedef ZYNInsMediaCheckerOptions Options;
 
-
 static int sCompareNames(DString const* a, DString const* b) { return DString::Compare(a, b); }
 
 DString ZYNInsMediaCheckerServices::GetRefFilePath() { return ZYNInsMediaGeometry::ReferenceTail(); }
@@ -44,12 +43,12 @@ int ZYNInsMediaCheckerServices::GetCDsList(DStrings& names) {
   DString first;
   found.Get(0, first);
   if (found.IsEmpty() || first.IsEmpty() || first[first.Length() - 1] != L'1') {
-    DString text = ZYNInsMsg::BuildMsg(
-        DString(L"\"/P1\": a directory is missing or has an invalid name.\n"
-                L"Check that all the CDs are copied in directories named\n"
-                L"\"<constant_prefix>1\", \"<constant_prefix>2\",..., \"<constant_prefix>n\"\n"
-                L"and no other directory is present.\n"),
-        DStrings(cdsPath));
+    DString text =
+        ZYNInsMsg::BuildMsg(DString(L"\"/P1\": a directory is missing or has an invalid name.\n"
+                                    L"Check that all the CDs are copied in directories named\n"
+                                    L"\"<constant_prefix>1\", \"<constant_prefix>2\",..., \"<constant_prefix>n\"\n"
+                                    L"and no other directory is present.\n"),
+                            DStrings(cdsPath));
     ZYNAdmError::Push(text, ZYNAdmErrorTypeApplication, 0x80004005, 1);
     return 0;
   }

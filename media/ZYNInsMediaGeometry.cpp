@@ -16,7 +16,8 @@ DString ZYNInsMediaGeometry::OuterVolumeText(int cdIndex) {
 
 DString ZYNInsMediaGeometry::FileTreeVolumePath(int cdIndex) {
   DString path = Options::GetCDsPath() + L"/" + OuterVolumeText(cdIndex);
-  if (Options::IsAM()) path.Append(DString(L"/") + Options::GetAMrelativePath() + L"/", DString::FromNum(cdIndex, "%d"));
+  if (Options::IsAM())
+    path.Append(DString(L"/") + Options::GetAMrelativePath() + L"/", DString::FromNum(cdIndex, "%d"));
   return path;
 }
 

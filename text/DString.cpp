@@ -76,9 +76,7 @@ DString::DString(wchar_t const* text) : _p(_DStringEmptyPtr) {
   BuildFromUCChar(narrow.units, narrow.count);
 }
 
-DString::DString(unsigned short const* units, int count) : _p(_DStringEmptyPtr) {
-  BuildFromUCChar(units, count);
-}
+DString::DString(unsigned short const* units, int count) : _p(_DStringEmptyPtr) { BuildFromUCChar(units, count); }
 
 DString::DString(DString const& other) : _p(other._p) {
   if (_IsWritable()) _p->AddRef();

@@ -160,18 +160,18 @@ int DString::_BuildFromFormatted(char const* bytes) {
   return ZYN_S_OK;
 }
 
-#define ZYN_DEFINE_BUILD_FROM_NUM(Type)                                        \
-  int DString::BuildFromNum(Type value, char const* format) {                  \
-    if (format == nullptr) return ZYN_E_FAIL;                                  \
-    char bytes[S_NumBufferSize];                                               \
-    int written = std::snprintf(bytes, sizeof bytes, format, value);           \
-    if (written < 1) return ZYN_E_FAIL;                                        \
-    return _BuildFromFormatted(bytes);                                         \
-  }                                                                            \
-  DString DString::FromNum(Type value, char const* format) {                   \
-    DString result;                                                            \
+#define ZYN_DEFINE_BUILD_FROM_NUM(Type)                                                  \
+  int DString::BuildFromNum(Type value, char const* format) {                            \
+    if (format == nullptr) return ZYN_E_FAIL;                                            \
+    char bytes[S_NumBufferSize];                                                         \
+    int written = std::snprintf(bytes, sizeof bytes, format, value);                     \
+    if (written < 1) return ZYN_E_FAIL;                                                  \
+    return _BuildFromFormatted(bytes);                                                   \
+  }                                                                                      \
+  DString DString::FromNum(Type value, char const* format) {                             \
+    DString result;                                                                      \
     if (result.BuildFromNum(value, format) != ZYN_S_OK) return DString(L"Error_BadNum"); \
-    return result;                                                             \
+    return result;                                                                       \
   }
 
 #pragma GCC diagnostic push
@@ -197,6 +197,4 @@ static int sConvertToNum(DString const& text, T& value, char const* format) {
 
 int DString::ConvertToNum(int& value, char const* format) const { return sConvertToNum(*this, value, format); }
 
-int DString::ConvertToNum(long long& value, char const* format) const {
-  return sConvertToNum(*this, value, format);
-}
+int DString::ConvertToNum(long long& value, char const* format) const { return sConvertToNum(*this, value, format); }

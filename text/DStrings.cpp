@@ -39,22 +39,21 @@ DStrings::DStrings(DString const& s1, DString const& s2, DString const& s3, DStr
   _InsertList(list, 4);
 }
 
-DStrings::DStrings(DString const& s1, DString const& s2, DString const& s3, DString const& s4,
-                   DString const& s5)
+DStrings::DStrings(DString const& s1, DString const& s2, DString const& s3, DString const& s4, DString const& s5)
     : _array(sizeof(DString)) {
   DString const* list[] = {&s1, &s2, &s3, &s4, &s5};
   _InsertList(list, 5);
 }
 
-DStrings::DStrings(DString const& s1, DString const& s2, DString const& s3, DString const& s4,
-                   DString const& s5, DString const& s6)
+DStrings::DStrings(DString const& s1, DString const& s2, DString const& s3, DString const& s4, DString const& s5,
+                   DString const& s6)
     : _array(sizeof(DString)) {
   DString const* list[] = {&s1, &s2, &s3, &s4, &s5, &s6};
   _InsertList(list, 6);
 }
 
-DStrings::DStrings(DString const& s1, DString const& s2, DString const& s3, DString const& s4,
-                   DString const& s5, DString const& s6, DString const& s7)
+DStrings::DStrings(DString const& s1, DString const& s2, DString const& s3, DString const& s4, DString const& s5,
+                   DString const& s6, DString const& s7)
     : _array(sizeof(DString)) {
   DString const* list[] = {&s1, &s2, &s3, &s4, &s5, &s6, &s7};
   _InsertList(list, 7);
@@ -177,9 +176,7 @@ int DStrings::Get(int index, DString& out) const {
   return ZYN_S_OK;
 }
 
-DString* DStrings::GetAsPtr(int index) {
-  return _array.CheckIndex(index) == ZYN_S_OK ? pT(index) : nullptr;
-}
+DString* DStrings::GetAsPtr(int index) { return _array.CheckIndex(index) == ZYN_S_OK ? pT(index) : nullptr; }
 
 DString const* DStrings::GetAsPtr(int index) const {
   return _array.CheckIndex(index) == ZYN_S_OK ? pT(index) : nullptr;
@@ -226,9 +223,7 @@ DStrings::const_iterator DStrings::cBegin() const { return const_iterator(*this,
 
 DStrings::iterator DStrings::Last() { return iterator(*this, IsEmpty() ? -2 : GetLength() - 1); }
 
-DStrings::const_iterator DStrings::cLast() const {
-  return const_iterator(*this, IsEmpty() ? -2 : GetLength() - 1);
-}
+DStrings::const_iterator DStrings::cLast() const { return const_iterator(*this, IsEmpty() ? -2 : GetLength() - 1); }
 
 void DStrings::BuildRangeFromList(int index, DString const* const* list, int count) {
   for (int i = 0; i < count; ++i) new (pT(index + i)) DString(*list[i]);
@@ -268,9 +263,7 @@ int DStrings::const_iterator::Get(DString& out) const {
   return ZYN_S_OK;
 }
 
-DString const* DStrings::const_iterator::GetAsConstPtr() const {
-  return _IsValid() ? _owner->pT(_index) : nullptr;
-}
+DString const* DStrings::const_iterator::GetAsConstPtr() const { return _IsValid() ? _owner->pT(_index) : nullptr; }
 
 DString const* DStrings::const_iterator::GetAsConstPtrGoToNext() {
   if (!_IsValid()) return nullptr;

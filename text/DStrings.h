@@ -18,12 +18,11 @@ class DStrings {
   DStrings(DString const& s1, DString const& s2);
   DStrings(DString const& s1, DString const& s2, DString const& s3);
   DStrings(DString const& s1, DString const& s2, DString const& s3, DString const& s4);
-  DStrings(DString const& s1, DString const& s2, DString const& s3, DString const& s4,
-           DString const& s5);
-  DStrings(DString const& s1, DString const& s2, DString const& s3, DString const& s4,
-           DString const& s5, DString const& s6);
-  DStrings(DString const& s1, DString const& s2, DString const& s3, DString const& s4,
-           DString const& s5, DString const& s6, DString const& s7);
+  DStrings(DString const& s1, DString const& s2, DString const& s3, DString const& s4, DString const& s5);
+  DStrings(DString const& s1, DString const& s2, DString const& s3, DString const& s4, DString const& s5,
+           DString const& s6);
+  DStrings(DString const& s1, DString const& s2, DString const& s3, DString const& s4, DString const& s5,
+           DString const& s6, DString const& s7);
   virtual ~DStrings();
 
   DStrings& operator=(DStrings const& other);
@@ -68,8 +67,7 @@ class DStrings {
   class const_iterator {
    public:
     const_iterator() : _owner(nullptr), _index(-2) {}
-    const_iterator(DStrings const& owner, int index)
-        : _owner(const_cast<DStrings*>(&owner)), _index(index) {}
+    const_iterator(DStrings const& owner, int index) : _owner(const_cast<DStrings*>(&owner)), _index(index) {}
     const_iterator(const_iterator const&) = default;
     const_iterator& operator=(const_iterator const&) = default;
     virtual ~const_iterator() {}

@@ -45,8 +45,8 @@ static std::atomic<bool> bEndTraceToPrint{true};
 
 char const* ZYNSysIConvTSWrap::IConvName(char const* name) {
   if (name == nullptr || std::strcmp(name, ZYN_ICONV_PIVOT) != 0) return name;
-  // glibc has no name for machine-order UCS-2 that is sure to carry no byte order mark,
-  // so the pivot is spelled with the byte order this build runs in.
+    // glibc has no name for machine-order UCS-2 that is sure to carry no byte order mark,
+    // so the pivot is spelled with the byte order this build runs in.
 #if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
   return "UCS-2BE";
 #else

@@ -24,8 +24,7 @@ static DString sAccessError() {
   return DString();
 }
 
-ZYNAdmSHA256::ZYNAdmSHA256()
-    : _engine(new (std::nothrow) ZYNAdmSHA256Engine()), _state(S_stateNew), _pendingCount(0) {
+ZYNAdmSHA256::ZYNAdmSHA256() : _engine(new (std::nothrow) ZYNAdmSHA256Engine()), _state(S_stateNew), _pendingCount(0) {
   std::memset(_block, 0, sizeof(_block));
 }
 

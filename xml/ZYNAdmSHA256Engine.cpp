@@ -80,7 +80,7 @@ static bool sDetectShaInstructions() {
 // The instructions work on the state as the word pairs ABEF and CDGH, and take the
 // message schedule four words at a time: msg1/msg2 extend it, rnds2 does two rounds.
 __attribute__((target("sha,sse4.1"))) static void sCompressSha(uint32_t state[8], const unsigned char* data,
-                                                                size_t blocks) {
+                                                               size_t blocks) {
   const __m128i byteSwap = _mm_set_epi64x(0x0c0d0e0f08090a0bULL, 0x0405060700010203ULL);
 
   __m128i dcba = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&state[0]));
@@ -152,9 +152,7 @@ static void sCompress(uint32_t state[8], const unsigned char* data, size_t block
   sCompressPortable(state, data, blocks);
 }
 
-ZYNAdmSHA256Engine::ZYNAdmSHA256Engine() : _bitCount(0) {
-  std::memcpy(_hash, S_initialHash, sizeof(_hash));
-}
+ZYNAdmSHA256Engine::ZYNAdmSHA256Engine() : _bitCount(0) { std::memcpy(_hash, S_initialHash, sizeof(_hash)); }
 
 void ZYNAdmSHA256Engine::Update(const unsigned char* data, unsigned int blocks) {
   if (data == nullptr || blocks == 0) return;

@@ -10,7 +10,7 @@
 
 struct ZYNAdmXmlChildNode {
   ZYNAdmXmlChildNode* next;
-  ZYNAdmXmlElement child;  // holds one reference on the child's body
+  ZYNAdmXmlElement child;            // holds one reference on the child's body
   ZYNAdmXmlElementInternal* parent;  // the body whose list holds this node; not counted
 };
 
@@ -586,9 +586,7 @@ int ZYNAdmXmlElement::SetName(const DString& name) {
   return 1;
 }
 
-const DString& ZYNAdmXmlElement::GetNameRef() const {
-  return _p == nullptr ? sEmpty() : _p->name;
-}
+const DString& ZYNAdmXmlElement::GetNameRef() const { return _p == nullptr ? sEmpty() : _p->name; }
 
 const DString& ZYNAdmXmlElement::GetValueRef() const {
   SElementContent* content = _p == nullptr ? nullptr : _p->GetContent();
@@ -635,7 +633,8 @@ static void sSetListed(SAttributeList* list, const DString& name, const DString&
   list->BuildIndex();
 }
 
-// A new value for slot `i` where it needs no bytes behind the slots. `value` may be the slot's own text, so it is read before that goes.
+// A new value for slot `i` where it needs no bytes behind the slots. `value` may be the slot's own text, so it is read
+// before that goes.
 static void sReplaceInPlace(SAttributeBlock* block, int i, const DString& value, bool packed, const SPlan& plan) {
   SAttributeSlot& slot = block->Slots()[i];
   if (!packed) {
@@ -707,8 +706,7 @@ DString ZYNAdmXmlElement::GetAttributeValue(const DString& name) const {
   return value;
 }
 
-DString ZYNAdmXmlElement::GetAttributeValue(const DString& name,
-                                            const DString& defaultValue) const {
+DString ZYNAdmXmlElement::GetAttributeValue(const DString& name, const DString& defaultValue) const {
   DString value;
   return sLookUp(_p, name, value) ? value : defaultValue;
 }

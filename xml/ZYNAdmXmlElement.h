@@ -64,8 +64,7 @@ class ZYNAdmXmlElement {
   DString GetAttributeValue(const DString& name) const;
   DString GetAttributeValue(const DString& name, const DString& defaultValue) const;
   // `found` becomes 1 where the attribute exists, an empty value included, else 0.
-  DString GetAttributeValue(const DString& name, const DString& defaultValue,
-                            unsigned char& found) const;
+  DString GetAttributeValue(const DString& name, const DString& defaultValue, unsigned char& found) const;
   void RemoveAttribute(const DString& name);
   // Iteration in ascending name order: it = GetAttributes(); while (it) GetAttributeName(it).
   // Any change of the attributes may invalidate the element's attribute iterators.

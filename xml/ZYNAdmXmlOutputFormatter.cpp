@@ -16,8 +16,7 @@ struct SFormatterOutput {
   bool failed;
   ZYNAdmOutputStream& target;
 
-  explicit SFormatterOutput(ZYNAdmOutputStream& stream)
-      : count(0), failed(false), target(stream) {}
+  explicit SFormatterOutput(ZYNAdmOutputStream& stream) : count(0), failed(false), target(stream) {}
 
   bool Flush() {
     int wanted = count;

@@ -64,8 +64,8 @@ ZYNAdmXmlElement sBareCopy(const ZYNAdmXmlElement& element) {
 
 // The tree with each long child list replaced by one slot; `lists` gets those lists in
 // document order. Parts with no long list below them are shared, not copied.
-ZYNAdmXmlElement sSkeleton(const ZYNAdmXmlElement& element, int depth,
-                           std::vector<const ZYNAdmXmlElement*>& lists, size_t& cut) {
+ZYNAdmXmlElement sSkeleton(const ZYNAdmXmlElement& element, int depth, std::vector<const ZYNAdmXmlElement*>& lists,
+                           size_t& cut) {
   if (element.IsEmpty() || depth > S_maxDepth) return element;
   size_t count = static_cast<size_t>(sChildCount(element));
   if (count >= S_bigList) {

@@ -88,8 +88,7 @@ struct ParseData {
 };
 
 bool sIsHexDigit(unsigned short unit) {
-  return (unit >= '0' && unit <= '9') || (unit >= 'a' && unit <= 'f') ||
-         (unit >= 'A' && unit <= 'F');
+  return (unit >= '0' && unit <= '9') || (unit >= 'a' && unit <= 'f') || (unit >= 'A' && unit <= 'F');
 }
 
 unsigned short sHexValue(unsigned short unit) {
@@ -104,8 +103,8 @@ DString sDecodeName(const unsigned short* units, int length) {
   out.reserve(static_cast<size_t>(length));
   for (int i = 0; i < length; ++i) {
     const unsigned short* at = units + i;
-    if (at[0] == '_' && i + 6 < length && at[1] == 'x' && at[6] == '_' && sIsHexDigit(at[2]) &&
-        sIsHexDigit(at[3]) && sIsHexDigit(at[4]) && sIsHexDigit(at[5])) {
+    if (at[0] == '_' && i + 6 < length && at[1] == 'x' && at[6] == '_' && sIsHexDigit(at[2]) && sIsHexDigit(at[3]) &&
+        sIsHexDigit(at[4]) && sIsHexDigit(at[5])) {
       out.push_back(static_cast<unsigned short>((sHexValue(at[2]) << 12) | (sHexValue(at[3]) << 8) |
                                                 (sHexValue(at[4]) << 4) | sHexValue(at[5])));
       i += 6;
@@ -144,8 +143,7 @@ DString NamePool::Get(const unsigned short* units, int length) {
   const size_t bucket = length == 0 ? 0 : (hash & 0x7FFFFFFFu) % _buckets.size();
   for (PooledEntry* entry = _buckets[bucket]; entry != nullptr; entry = entry->next) {
     if (entry->raw.Length() != length) continue;
-    if (length == 0 ||
-        std::memcmp(entry->raw.ConvertToUCChar(), units, static_cast<size_t>(length) * 2) == 0) {
+    if (length == 0 || std::memcmp(entry->raw.ConvertToUCChar(), units, static_cast<size_t>(length) * 2) == 0) {
       return entry->decoded;
     }
   }
@@ -160,8 +158,7 @@ void NamePool::_Grow() {
   for (PooledEntry* entry : _buckets) {
     while (entry != nullptr) {
       PooledEntry* next = entry->next;
-      const size_t bucket =
-          entry->raw.Length() == 0 ? 0 : (entry->hash & 0x7FFFFFFFu) % grown.size();
+      const size_t bucket = entry->raw.Length() == 0 ? 0 : (entry->hash & 0x7FFFFFFFu) % grown.size();
       entry->next = grown[bucket];
       grown[bucket] = entry;
       entry = next;
@@ -262,12 +259,10 @@ struct Entity {
   unsigned short unit;
 };
 
-const Entity S_textEntities[] = {
-    {"&gt;", 4, '>'}, {"&lt;", 4, '<'}, {"&amp;", 5, '&'}, {"&quot;", 6, '"'}};
-const Entity S_attributeEntities[] = {
-    {"&gt;", 4, '>'},    {"&lt;", 4, '<'},    {"&amp;", 5, '&'},   {"&quot;", 6, '"'},
-    {"&#x9;", 5, 9},     {"&#xA;", 5, 10},    {"&#xa;", 5, 10},    {"&#xD;", 5, 13},
-    {"&#xd;", 5, 13}};
+const Entity S_textEntities[] = {{"&gt;", 4, '>'}, {"&lt;", 4, '<'}, {"&amp;", 5, '&'}, {"&quot;", 6, '"'}};
+const Entity S_attributeEntities[] = {{"&gt;", 4, '>'},   {"&lt;", 4, '<'}, {"&amp;", 5, '&'},
+                                      {"&quot;", 6, '"'}, {"&#x9;", 5, 9},  {"&#xA;", 5, 10},
+                                      {"&#xa;", 5, 10},   {"&#xD;", 5, 13}, {"&#xd;", 5, 13}};
 
 bool sMatches(const unsigned short* units, int length, const Entity& entity) {
   if (entity.length > length) return false;
@@ -355,8 +350,7 @@ int sFindValueEnd(ParseData& data, const unsigned short* tag, int from, int leng
 // belongs to the first `=` behind the name, and any unit can delimit it. The unit behind a
 // closing delimiter is always skipped. Once no `=` or no delimiter can be found, nothing
 // later in the tag can be found either, so the list ends there.
-void sReadAttributes(ParseData& data, const unsigned short* tag, int position, int length,
-                     ZYNAdmXmlElement& element) {
+void sReadAttributes(ParseData& data, const unsigned short* tag, int position, int length, ZYNAdmXmlElement& element) {
   data.partners.Invalidate();
   while (position < length) {
     while (position < length && tag[position] <= 0x20) ++position;
@@ -369,8 +363,7 @@ void sReadAttributes(ParseData& data, const unsigned short* tag, int position, i
     int open = 0;
     const int close = sFindValueEnd(data, tag, equals + 1, length, open);
     if (close < 0) return;
-    const DString value =
-        sDecodeEntities(tag + open + 1, close - open - 1, S_attributeEntities, data.work);
+    const DString value = sDecodeEntities(tag + open + 1, close - open - 1, S_attributeEntities, data.work);
     element.SetAttributeValue(data.pool.Get(tag + nameStart, nameEnd - nameStart), value);
     position = close + 2;
   }
@@ -413,8 +406,7 @@ bool sEndsTag(const unsigned short* buffer, int tagStart, int index) {
 }
 
 bool sIsComment(const unsigned short* buffer, int tagStart, int index) {
-  return index - tagStart >= 3 && buffer[tagStart] == '!' && buffer[tagStart + 1] == '-' &&
-         buffer[tagStart + 2] == '-';
+  return index - tagStart >= 3 && buffer[tagStart] == '!' && buffer[tagStart + 1] == '-' && buffer[tagStart + 2] == '-';
 }
 
 // Scans from `scan` for the unquoted `>` that ends the tag; quotes mean nothing in a
@@ -482,8 +474,7 @@ int ZYNAdmXmlParser::Parse(ZYNAdmInputStream& stream, ZYNAdmXmlElement& root) {
     }
 
     // Only the first piece of text that decodes to something becomes the value.
-    if (scan > textStart && data.top >= 0 &&
-        data.stack[static_cast<size_t>(data.top)].GetValue().IsEmpty()) {
+    if (scan > textStart && data.top >= 0 && data.stack[static_cast<size_t>(data.top)].GetValue().IsEmpty()) {
       const DString text = sDecodeText(data.buffer + textStart, scan - textStart, data.work);
       if (!text.IsEmpty()) data.stack[static_cast<size_t>(data.top)].SetValue(text);
     }

@@ -20,8 +20,7 @@ class ZYNAdmXmlParser {
   // is the form that is hashed, so its bytes are fixed.
   static int GetXml(const ZYNAdmXmlElement& element, ZYNAdmOutputStream& stream);
   // As above with `prolog` written unescaped between the declaration and the tree.
-  static int GetXml(const ZYNAdmXmlElement& element, const DString& prolog,
-                    ZYNAdmOutputStream& stream);
+  static int GetXml(const ZYNAdmXmlElement& element, const DString& prolog, ZYNAdmOutputStream& stream);
 };
 
 // Kept for the callers of the former string pool; they do nothing.

@@ -18,8 +18,7 @@ const char S_LT[] = "&lt;";
 const char S_GT[] = "&gt;";
 const char S_AMP[] = "&amp;";
 const char S_QUOT[] = "&quot;";
-const unsigned short S_hexchar[] = {'0', '1', '2', '3', '4', '5', '6', '7',
-                                    '8', '9', 'A', 'B', 'C', 'D', 'E', 'F'};
+const unsigned short S_hexchar[] = {'0', '1', '2', '3', '4', '5', '6', '7', '8', '9', 'A', 'B', 'C', 'D', 'E', 'F'};
 
 // One output buffer per GetXml call, shared down the recursion. The flush points are
 // those of a 4096-byte buffer filled unit by unit; a target that counts its Write calls
@@ -89,13 +88,10 @@ bool sWriteToBuffer(SOutput& out, const unsigned short* text, int length) {
 }
 
 bool sIsHexDigit(unsigned short unit) {
-  return (unit >= '0' && unit <= '9') || (unit >= 'a' && unit <= 'f') ||
-         (unit >= 'A' && unit <= 'F');
+  return (unit >= '0' && unit <= '9') || (unit >= 'a' && unit <= 'f') || (unit >= 'A' && unit <= 'F');
 }
 
-bool sIsLetter(unsigned short unit) {
-  return (unit >= 'A' && unit <= 'Z') || (unit >= 'a' && unit <= 'z');
-}
+bool sIsLetter(unsigned short unit) { return (unit >= 'A' && unit <= 'Z') || (unit >= 'a' && unit <= 'z'); }
 
 // A `_` that opens what would read back as an `_xHHHH_` escape must itself be escaped,
 // or the parser would turn the source text into another unit.
@@ -164,13 +160,26 @@ bool sWriteAttributeValue(SOutput& out, const unsigned short* units, int length)
   for (int i = 0; i < length; ++i) {
     const char* entity;
     switch (units[i]) {
-      case '<': entity = S_LT; break;
-      case '&': entity = S_AMP; break;
-      case '"': entity = S_QUOT; break;
-      case 9: entity = "&#x9;"; break;
-      case 10: entity = "&#xA;"; break;
-      case 13: entity = "&#xD;"; break;
-      default: continue;
+      case '<':
+        entity = S_LT;
+        break;
+      case '&':
+        entity = S_AMP;
+        break;
+      case '"':
+        entity = S_QUOT;
+        break;
+      case 9:
+        entity = "&#x9;";
+        break;
+      case 10:
+        entity = "&#xA;";
+        break;
+      case 13:
+        entity = "&#xD;";
+        break;
+      default:
+        continue;
     }
     if (!sWriteToBuffer(out, units + start, i - start) || !sPutAscii(out, entity)) return false;
     start = i + 1;
@@ -186,11 +195,20 @@ bool sWriteText(SOutput& out, const DString& text) {
   for (int i = 0; i < length; ++i) {
     const char* entity;
     switch (units[i]) {
-      case '<': entity = S_LT; break;
-      case '>': entity = S_GT; break;
-      case '&': entity = S_AMP; break;
-      case '"': entity = S_QUOT; break;
-      default: continue;
+      case '<':
+        entity = S_LT;
+        break;
+      case '>':
+        entity = S_GT;
+        break;
+      case '&':
+        entity = S_AMP;
+        break;
+      case '"':
+        entity = S_QUOT;
+        break;
+      default:
+        continue;
     }
     if (!sWriteToBuffer(out, units + start, i - start) || !sPutAscii(out, entity)) return false;
     start = i + 1;
@@ -264,8 +282,7 @@ int ZYNAdmXmlParser::GetXml(const ZYNAdmXmlElement& element, ZYNAdmOutputStream&
 
 // On a failure after Open the stream is left open, as the caller may still want to look
 // at what reached it.
-int ZYNAdmXmlParser::GetXml(const ZYNAdmXmlElement& element, const DString& prolog,
-                            ZYNAdmOutputStream& stream) {
+int ZYNAdmXmlParser::GetXml(const ZYNAdmXmlElement& element, const DString& prolog, ZYNAdmOutputStream& stream) {
   SOutput out(stream);
   for (const char* at = S_Declaration; *at != 0; ++at) {
     out.buffer[out.count++] = static_cast<unsigned char>(*at);

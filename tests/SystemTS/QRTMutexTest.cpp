@@ -86,9 +86,9 @@ TEST(QRTMutexTest, GlobalMutexCommandsAndRefusals) {
     int expected;
   };
   Case const cases[] = {
-      {QRTSysMTGlobalMutexLock, nullptr, 0, 1},    {QRTSysMTGlobalMutexLock, nullptr, 0, 1},
-      {QRTSysMTGlobalMutexUnlock, nullptr, 0, 0},  {QRTSysMTGlobalMutexUnlock, nullptr, 0, 0},
-      {QRTSysMTGlobalMutexLock, "named", 0, -1},   {QRTSysMTGlobalMutexLock, nullptr, 1, -1},
+      {QRTSysMTGlobalMutexLock, nullptr, 0, 1},     {QRTSysMTGlobalMutexLock, nullptr, 0, 1},
+      {QRTSysMTGlobalMutexUnlock, nullptr, 0, 0},   {QRTSysMTGlobalMutexUnlock, nullptr, 0, 0},
+      {QRTSysMTGlobalMutexLock, "named", 0, -1},    {QRTSysMTGlobalMutexLock, nullptr, 1, -1},
       {QRTSysMTGlobalMutexDestroy, "named", 0, -1}, {5, nullptr, 0, -1},
   };
   for (Case const& c : cases) {
@@ -142,9 +142,9 @@ void RecordFirstThreadCall() {
 TEST(QRTMutexTest, FirstThreadFunctionsRunInOrderAndLateOnesAtOnce) {
   S_firstThreadCalls.clear();
   EXPECT_EQ(QRTSysCallOnFirstThread(nullptr), ZYN_E_FAIL);
-  void (*const functions[])() = {RecordFirstThreadCall<1>, RecordFirstThreadCall<2>, RecordFirstThreadCall<3>,
-                                 RecordFirstThreadCall<4>, RecordFirstThreadCall<5>, RecordFirstThreadCall<6>,
-                                 RecordFirstThreadCall<7>, RecordFirstThreadCall<8>, RecordFirstThreadCall<9>,
+  void (*const functions[])() = {RecordFirstThreadCall<1>,  RecordFirstThreadCall<2>, RecordFirstThreadCall<3>,
+                                 RecordFirstThreadCall<4>,  RecordFirstThreadCall<5>, RecordFirstThreadCall<6>,
+                                 RecordFirstThreadCall<7>,  RecordFirstThreadCall<8>, RecordFirstThreadCall<9>,
                                  RecordFirstThreadCall<10>, RecordFirstThreadCall<11>};
   for (auto function : functions) EXPECT_EQ(QRTSysCallOnFirstThread(function), 0);
   QRTSysCallRegisteredFunctionsOnFirstThread();
@@ -212,5 +212,8 @@ TEST(QRTResourceLockTest, WriterTakesFurtherLocksOnTheSameLock) {
   lock.ReadUnlock();
   lock.WriteUnlock();
   lock.WriteUnlock();
-  std::thread([&] { lock.WriteLock(); lock.WriteUnlock(); }).join();
+  std::thread([&] {
+    lock.WriteLock();
+    lock.WriteUnlock();
+  }).join();
 }

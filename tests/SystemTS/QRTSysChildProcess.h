@@ -17,9 +17,10 @@ inline bool QRTSysIsChild() { return getenv("ZYN_SYS_CHILD") != nullptr; }
 // child exits: ThreadSanitizer needn't sleep a second for it.
 inline ChildResult QRTSysRunChild(std::string const& test, std::vector<std::string> const& env) {
   char const* tsan = getenv("TSAN_OPTIONS");
-  std::vector<std::string> all = {"QRTThrDebug", "QRTThrDebug_Host", "QRTSocketDebug", "QRTSysMultiThreading",
-                                  "ZYN_SYS_CHILD=1",
-                                  std::string("TSAN_OPTIONS=") + (tsan != nullptr ? tsan : "") + " atexit_sleep_ms=0"};
+  std::vector<std::string> all = {
+      "QRTThrDebug",     "QRTThrDebug_Host",
+      "QRTSocketDebug",  "QRTSysMultiThreading",
+      "ZYN_SYS_CHILD=1", std::string("TSAN_OPTIONS=") + (tsan != nullptr ? tsan : "") + " atexit_sleep_ms=0"};
   all.insert(all.end(), env.begin(), env.end());
   return RunChild({SelfExecutable(), "--gtest_filter=" + test}, all);
 }

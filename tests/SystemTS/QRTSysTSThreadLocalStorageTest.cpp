@@ -40,7 +40,9 @@ TEST(QRTSysTSThreadLocalStorage, KeysCountUpAndAreNeverReused) {
   int first = QRTSysTSThreadLocalStorage::CreateNewKey();
   EXPECT_GT(first, S_earlyUser.key);
   std::vector<int> keys[2];
-  std::thread a([&] { for (int i = 0; i < 500; ++i) keys[0].push_back(ZYNSysThreadLocalStorageCreateNewKey()); });
+  std::thread a([&] {
+    for (int i = 0; i < 500; ++i) keys[0].push_back(ZYNSysThreadLocalStorageCreateNewKey());
+  });
   for (int i = 0; i < 500; ++i) keys[1].push_back(QRTSysTSThreadLocalStorage::CreateNewKey());
   a.join();
   std::set<int> all(keys[0].begin(), keys[0].end());

@@ -1,7 +1,6 @@
-#include <gtest/gtest.h>
-
 #include <arpa/inet.h>
 #include <dirent.h>
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -183,10 +182,17 @@ TEST(QRTThrTraceTest, EnvironmentChoosesTheDestination) {
       {"off", {}, "init=0", false, false, ""},
       {"on, nowhere", {"QRTThrDebug=1"}, "init=1", false, false, ""},
       {"stderr", {"QRTThrDebug=STDERR"}, "init=1", false, true, ""},
-      {"stdout wins over the socket switch", {"QRTThrDebug=STDOUT", "QRTSocketDebug=STDERR"}, "init=1", true, false,
+      {"stdout wins over the socket switch",
+       {"QRTThrDebug=STDOUT", "QRTSocketDebug=STDERR"},
+       "init=1",
+       true,
+       false,
        ""},
       {"refused connection",
-       {"QRTThrDebug=PORT:" + std::to_string(refusing.port), "QRTThrDebug_Host=127.0.0.1"}, "init=1", false, true,
+       {"QRTThrDebug=PORT:" + std::to_string(refusing.port), "QRTThrDebug_Host=127.0.0.1"},
+       "init=1",
+       false,
+       true,
        "thread_cnx connect: Connection refused\n"},
   };
   for (Case const& c : cases) {

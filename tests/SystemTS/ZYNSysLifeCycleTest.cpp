@@ -1,6 +1,5 @@
-#include <gtest/gtest.h>
-
 #include <dlfcn.h>
+#include <gtest/gtest.h>
 
 #include <cstdio>
 #include <string>
@@ -174,12 +173,12 @@ TEST(ZYNSysListTest, RemovalsKeepTheLinksIntact) {
 namespace {
 [[maybe_unused]] const int S_staticModules[] = {
     ZYNSysLifeCycleGlobalFactory(Construct<21>, ChangeState<21>, SystemCall<21>),
-    ZYNSysLifeCycleGlobalFactoryPrivate(static_cast<ZYNSysLifeCyclePriorFlag>(0xA003), Construct<22>,
-                                        ChangeState<22>, SystemCall<22>),
-    ZYNSysLifeCycleGlobalFactoryPrivate(static_cast<ZYNSysLifeCyclePriorFlag>(0xA002), Construct<23>,
-                                        ChangeState<23>, SystemCall<23>),
-    ZYNSysLifeCycleGlobalFactoryPrivate(static_cast<ZYNSysLifeCyclePriorFlag>(0xA002), Construct<24>,
-                                        ChangeState<24>, SystemCall<24>),
+    ZYNSysLifeCycleGlobalFactoryPrivate(static_cast<ZYNSysLifeCyclePriorFlag>(0xA003), Construct<22>, ChangeState<22>,
+                                        SystemCall<22>),
+    ZYNSysLifeCycleGlobalFactoryPrivate(static_cast<ZYNSysLifeCyclePriorFlag>(0xA002), Construct<23>, ChangeState<23>,
+                                        SystemCall<23>),
+    ZYNSysLifeCycleGlobalFactoryPrivate(static_cast<ZYNSysLifeCyclePriorFlag>(0xA002), Construct<24>, ChangeState<24>,
+                                        SystemCall<24>),
     ZYNSysLifeCycleGlobalFactory(Construct<25>, nullptr, nullptr),
 };
 }  // namespace

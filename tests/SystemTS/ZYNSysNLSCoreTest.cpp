@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -103,11 +102,16 @@ int sRunProbe() {
   char const* probe = std::getenv("ZYN_TEST_PROBE");
   if (probe == nullptr) return 0;
   std::string which(probe);
-  if (which == "nls-env") sProbeEnvironment();
-  else if (which == "nls-race") sProbeRace();
-  else if (which == "nls-language") sProbeLanguage();
-  else if (which == "iconv-end") sProbeSessionEnd();
-  else return 0;
+  if (which == "nls-env")
+    sProbeEnvironment();
+  else if (which == "nls-race")
+    sProbeRace();
+  else if (which == "nls-language")
+    sProbeLanguage();
+  else if (which == "iconv-end")
+    sProbeSessionEnd();
+  else
+    return 0;
   std::fflush(stdout);
   _exit(0);
 }
@@ -117,8 +121,13 @@ std::string Reffiles() { return std::string(ZYN_SOURCE_DIR) + "/reffiles"; }
 
 // A fresh process with only the variables of the language environment that are given.
 ChildResult RunProbe(char const* probe, std::vector<std::string> env) {
-  std::vector<std::string> all = {std::string("ZYN_TEST_PROBE=") + probe, "QRTReffilesPath", "QRTInstallPath",
-                                  "LANG", "LC_ALL", "LC_CTYPE", "ZYNSysNLSCoreTrace"};
+  std::vector<std::string> all = {std::string("ZYN_TEST_PROBE=") + probe,
+                                  "QRTReffilesPath",
+                                  "QRTInstallPath",
+                                  "LANG",
+                                  "LC_ALL",
+                                  "LC_CTYPE",
+                                  "ZYNSysNLSCoreTrace"};
   all.insert(all.end(), env.begin(), env.end());
   return RunChild({SelfExecutable()}, all);
 }

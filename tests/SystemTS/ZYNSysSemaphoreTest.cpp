@@ -38,8 +38,8 @@ TEST(ZYNSysSemaphoreTest, FactoryRefusesBadCountsAndKinds) {
     int expectedMax;
   };
   Case const cases[] = {
-      {2, 3, 0, false, 0},  {-1, 3, 0, true, 0x7FFFFFFF}, {-2, 0, 0, false, 0}, {5, -1, 0, false, 0},
-      {5, 2, 2, false, 0},  {0, 0, 0, true, 0},           {5, 2, 1, true, 5},   {-1, 0, 1, true, 0x7FFFFFFF},
+      {2, 3, 0, false, 0}, {-1, 3, 0, true, 0x7FFFFFFF}, {-2, 0, 0, false, 0}, {5, -1, 0, false, 0},
+      {5, 2, 2, false, 0}, {0, 0, 0, true, 0},           {5, 2, 1, true, 5},   {-1, 0, 1, true, 0x7FFFFFFF},
   };
   for (Case const& c : cases) {
     SemPtr semaphore = Make(c.maxCount, c.initialCount, c.kind);
@@ -84,8 +84,8 @@ TEST(ZYNSysSemaphoreTest, VariableCountsChangeWithinTheirLimits) {
     int countAfter;
   };
   Step const steps[] = {
-      {true, 0, 0, ZYN_E_FAIL, 3, 1},   {true, 1, 2, ZYN_E_FAIL, 3, 1},  {true, 2, 1, 0, 5, 2},
-      {false, 0, 0, ZYN_E_FAIL, 5, 2},  {false, -3, 0, ZYN_E_FAIL, 5, 2}, {false, -2, 0, 0, 3, 0},
+      {true, 0, 0, ZYN_E_FAIL, 3, 1},   {true, 1, 2, ZYN_E_FAIL, 3, 1},          {true, 2, 1, 0, 5, 2},
+      {false, 0, 0, ZYN_E_FAIL, 5, 2},  {false, -3, 0, ZYN_E_FAIL, 5, 2},        {false, -2, 0, 0, 3, 0},
       {false, -3, 0, ZYN_E_FAIL, 3, 0}, {true, 0x7FFFFFFF, 0, ZYN_E_FAIL, 3, 0},
   };
   for (Step const& s : steps) {

@@ -1,18 +1,16 @@
 #include <gtest/gtest.h>
-
-#include "support/TestText.h"
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <string>
 #include <thread>
 
-#include <unistd.h>
-
 #include "DStrings.h"
 #include "ZYNAdmError.h"
 #include "ZYNAdmMsgCatalog.h"
 #include "support/ChildProcess.h"
+#include "support/TestText.h"
 
 // The dump switch is read once per process, so its test runs in a fresh copy of this
 // binary, which does the calls from a static constructor and leaves before any test.
@@ -125,8 +123,7 @@ TEST(ZYNAdmMsgCatalogTest, MessageIsTheKeyWithItsParameters) {
 }
 
 TEST(ZYNAdmMsgCatalogTest, DumpSwitchIsReadOncePerProcess) {
-  std::string out =
-      RunChild({SelfExecutable()}, {"ZYN_TEST_PROBE=catalog-dump", "ZYNDumpBuildMessage="}).out;
+  std::string out = RunChild({SelfExecutable()}, {"ZYN_TEST_PROBE=catalog-dump", "ZYNDumpBuildMessage="}).out;
   EXPECT_EQ(out,
             "ZYNDumpBuildMessage activated\n"
             "ZYNDumpBuildMessage_default=`K.E()`msg=`K.E()`bool_not_asked\n"

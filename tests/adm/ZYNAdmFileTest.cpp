@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <sys/stat.h>
 #include <utime.h>
 
@@ -11,9 +10,9 @@ typedef ZYNAdmFile F;
 TEST(ZYNAdmFile, ConstructionFoldsPathsOrReportsCatalogueKey) {
   // error: the newest record, "" for a valid object.
   struct Case {
-    char const *path;
+    char const* path;
     F::Type type;
-    char const *error;
+    char const* error;
     F::Type finalType;
     char const *full, *plain, *parent;
   } cases[] = {
@@ -54,7 +53,12 @@ TEST(ZYNAdmFile, CheckComparesRequestWithWhatStandsOnDisk) {
   ZYNTestTempTree tree;
   std::string dir = tree.Dir("d");
   std::string file = tree.File("f");
-  struct Case { std::string path; F::Type type; unsigned char check; std::string error; } cases[] = {
+  struct Case {
+    std::string path;
+    F::Type type;
+    unsigned char check;
+    std::string error;
+  } cases[] = {
       {dir, F::TypeFile, 1, "ZYNInsControler.InvalidFileDirExist(" + dir + ", " + dir + ")"},
       {file + "/", F::TypeDirectory, 1, "ZYNInsControler.InvalidDirFileExist(" + file + "/, " + file + ")"},
       // The unnormalised path keeps its slash, and stat of "file/" finds nothing.
@@ -101,13 +105,15 @@ TEST(ZYNAdmFile, MkDirsReportsEachFailingLevel) {
   ZYNTestTempTree tree;
   std::string blocker = tree.File("file");
   std::string longName(300, 'n');
-  struct Case { std::string path; std::vector<std::string> errors; } cases[] = {
+  struct Case {
+    std::string path;
+    std::vector<std::string> errors;
+  } cases[] = {
       {blocker + "/sub/x",
        {"ZYNInsControler.InvalidDirFileExist(" + blocker + "/, " + blocker + ")",
         "ZYNInsControler.InvalidZYNAdmFileRoot(" + blocker + "/)",
         "ZYNInsControler.InvalidRootPath(" + blocker + "/)"}},
-      {tree.Path(longName),
-       {"ZYNInsControler.UnableToCreateDir(" + tree.Path(longName) + ", File name too long)"}},
+      {tree.Path(longName), {"ZYNInsControler.UnableToCreateDir(" + tree.Path(longName) + ", File name too long)"}},
   };
   for (Case const& c : cases) {
     F dir(ZYNTestD(c.path), F::TypeDirectory, 1);
@@ -129,12 +135,21 @@ TEST(ZYNAdmFile, DeleteNamesPathAndSystemText) {
 }
 
 TEST(ZYNAdmFile, PathTextHelpers) {
-  struct Case { DString (*function)(DString); char const* input; char const* expected; } cases[] = {
-      {F::OsExeExtensionNormalize, "setup.exe", "setup"}, {F::OsExeExtensionNormalize, "run.bat", "run.sh"},
-      {F::OsExeExtensionNormalize, "go.exesh", "go.sh"},  {F::OsExeExtensionNormalize, "a.sh", "a.sh"},
-      {F::CleanPath, "a\\\\b///c/", "a/b/c"},             {F::CleanPath, "/", "/"},
-      {F::CleanPath, "", ""},                             {F::CleanPath, "//", "/"},
-      {F::OsSlashNormalize, "a\\b\\", "a/b/"},            {F::OsPathSeparatorNormalize, "a;b;", "a:b:"},
+  struct Case {
+    DString (*function)(DString);
+    char const* input;
+    char const* expected;
+  } cases[] = {
+      {F::OsExeExtensionNormalize, "setup.exe", "setup"},
+      {F::OsExeExtensionNormalize, "run.bat", "run.sh"},
+      {F::OsExeExtensionNormalize, "go.exesh", "go.sh"},
+      {F::OsExeExtensionNormalize, "a.sh", "a.sh"},
+      {F::CleanPath, "a\\\\b///c/", "a/b/c"},
+      {F::CleanPath, "/", "/"},
+      {F::CleanPath, "", ""},
+      {F::CleanPath, "//", "/"},
+      {F::OsSlashNormalize, "a\\b\\", "a/b/"},
+      {F::OsPathSeparatorNormalize, "a;b;", "a:b:"},
   };
   for (Case const& c : cases) EXPECT_EQ(c.expected, ZYNTestS(c.function(ZYNTestD(c.input)))) << c.input;
 }
@@ -171,8 +186,9 @@ TEST(ZYNAdmFile, RewritesGoThroughTemporaryFileAndKeepTheOldMode) {
 
 TEST(ZYNAdmFile, AddLineStartsNewLineAfterUnterminatedText) {
   ZYNTestTempTree tree;
-  struct Case { char const *before, *line, *after; } cases[] = {
-      {"", "x", "x\n"}, {"a", "x", "a\nx\n"}, {"a\n", "x\n", "a\nx\n"}, {"a\n", "", "a\n\n"}};
+  struct Case {
+    char const *before, *line, *after;
+  } cases[] = {{"", "x", "x\n"}, {"a", "x", "a\nx\n"}, {"a\n", "x\n", "a\nx\n"}, {"a\n", "", "a\n\n"}};
   for (Case const& c : cases) {
     tree.File("f", c.before);
     EXPECT_EQ(ZYN_S_OK, F::AddLine(tree.DPath("f"), ZYNTestD(c.line)));

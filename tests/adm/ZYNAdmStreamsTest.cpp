@@ -27,8 +27,11 @@ TEST(ZYNAdmStreams, FlatFunctionsFailOnNullHandle) {
 TEST(ZYNAdmStreams, SeekOriginOneIsCurrentTwoIsEndAnythingElseIsStart) {
   ZYNTestTempTree tree;
   tree.File("f", "0123456789");
-  struct Case { int offset; int origin; char expected; } cases[] = {
-      {3, 0, '3'}, {3, 7, '3'}, {3, -1, '3'}, {2, 1, '4'}, {-1, 2, '9'}};
+  struct Case {
+    int offset;
+    int origin;
+    char expected;
+  } cases[] = {{3, 0, '3'}, {3, 7, '3'}, {3, -1, '3'}, {2, 1, '4'}, {-1, 2, '9'}};
   for (Case const& c : cases) {
     long handle = 0;
     ASSERT_EQ(ZYN_S_OK, ZYNAdmFOpen(tree.DPath("f"), DString(L"rb"), handle));
@@ -70,8 +73,10 @@ TEST(ZYNAdmStreams, InputFileOpensOnlyRegularFiles) {
   tree.Dir("dir");
   tree.Link("/dev/urandom", "random");
   tree.Link(tree.Path("f"), "link");
-  const struct { const char* name; int opened; } cases[] = {
-      {"f", 1}, {"link", 1}, {"fifo", 0}, {"dir", 0}, {"random", 0}};
+  const struct {
+    const char* name;
+    int opened;
+  } cases[] = {{"f", 1}, {"link", 1}, {"fifo", 0}, {"dir", 0}, {"random", 0}};
   for (auto const& c : cases) EXPECT_EQ(c.opened, ZYNAdmInputFile(tree.DPath(c.name)).Open()) << c.name;
 }
 
@@ -91,7 +96,11 @@ TEST(ZYNAdmStreams, ReadFaultFailsInsteadOfReportingTheEnd) {
 // character device is written in place.
 TEST(ZYNAdmStreams, ReplacingFileSwapsInWholeFilesOnly) {
   unsigned char data[] = {'n', 'e', 'w'};
-  const struct { const char* name; bool link, close; const char* content; } cases[] = {
+  const struct {
+    const char* name;
+    bool link, close;
+    const char* content;
+  } cases[] = {
       {"replaced", false, true, "new"}, {"link replaced", true, true, "new"}, {"abandoned", false, false, "old"}};
   for (auto const& c : cases) {
     ZYNTestTempTree tree;

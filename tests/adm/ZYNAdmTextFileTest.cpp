@@ -27,7 +27,10 @@ static std::vector<ZYNTestLine> sReadAll(std::string const& path) {
 
 TEST(ZYNAdmTextFile, LinesDropCarriageReturnsAndFlagTheLastOne) {
   // The last line arrives with end reached.
-  struct Case { std::string content; std::vector<std::string> lines; } cases[] = {
+  struct Case {
+    std::string content;
+    std::vector<std::string> lines;
+  } cases[] = {
       {"a\r\nb", {"a", "b"}},
       {"", {""}},
       {"a\n", {"a", ""}},

@@ -2,14 +2,13 @@
 // standard output compared byte for byte, and its exit status.
 #include <gtest/gtest.h>
 #include <stdlib.h>
-
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <functional>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -211,7 +210,8 @@ TEST_F(MediaCheckOnTree, DetectsTheShapeOfTheMediaAndPrintsTheBanner) {
        false},
       {{"-generate", "-relinfo", "info.xml", "-CD1Path", tree1},
        "{Generator Mode}\n{ReleaseInfo file : info.xml}\n{CD1 path : " + tree1 + "}\n" +
-           Block("\n\"info.xml\" input file is missing or cannot be accessed") + "\nOperation terminated with error(s)\n\n",
+           Block("\n\"info.xml\" input file is missing or cannot be accessed") +
+           "\nOperation terminated with error(s)\n\n",
        false},
       {{"-CD1Path", P("mnt"), "-dup"},
        "{Checker Mode}\n{Physical Media}\n{CD to check : all}\n{CD1 path : " + P("mnt") + "}\n" +
@@ -329,8 +329,7 @@ TEST(MediaCheckInPrivateTmp, PhysicalMediaIsCheckedFromTheTemporaryFolder) {
     char const* name;
     std::string run, tail;
   } cases[] = {
-      {"from the media", "ln -s /tmp/victim ZYNInsMediaCheck && mnt/bin/x/ZYNInsMediaCheck",
-       "status 1\nkeep\n"},
+      {"from the media", "ln -s /tmp/victim ZYNInsMediaCheck && mnt/bin/x/ZYNInsMediaCheck", "status 1\nkeep\n"},
       {"from the temporary folder", "cp \"$0\" ZYNInsMediaCheck && /tmp/ZYNInsMediaCheck -CD1Path /tmp/mnt",
        "status 1\nkeep\nZYNInsMediaCheck\n"},
   };
@@ -349,7 +348,8 @@ TEST(MediaCheckInPrivateTmp, PhysicalMediaIsCheckedFromTheTemporaryFolder) {
 TEST(MediaCheckInPrivateTmp, PassedCheckLeavesTheDefaultReportAlone) {
   if (RunInPrivateTmp("true").status != 0) GTEST_SKIP() << "no private mount namespace here";
   ChildResult r = RunInPrivateTmp(
-      "mkdir -p t/1 && echo a > t/1/f && \"$0\" -generate -quiet -CD1Path /tmp/t/1 && echo old > MediaCheck_report.xml && "
+      "mkdir -p t/1 && echo a > t/1/f && \"$0\" -generate -quiet -CD1Path /tmp/t/1 && echo old > MediaCheck_report.xml "
+      "&& "
       "\"$0\" -quiet -CD1Path /tmp/t/1; echo \"status $?\"; cat MediaCheck_report.xml");
   EXPECT_EQ(r.out, "status 0\nold\n");
 }

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "support/TestText.h"
-
 #include <string>
 
 #include "DStrings.h"
@@ -10,6 +8,7 @@
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMsg.h"
 #include "support/CaptureStdout.h"
+#include "support/TestText.h"
 
 namespace {
 

@@ -30,7 +30,8 @@ std::vector<Environment> Environments() {
 }
 
 ChildResult RunExe(std::vector<std::string> const& args, Environment const& environment) {
-  std::vector<std::string> env{"LC_ALL", "LC_CTYPE", "LC_MESSAGES", "QRTReffilesPath", "QRTInstallPath", "ZYNSysNLSCoreTrace"};
+  std::vector<std::string> env{"LC_ALL",          "LC_CTYPE",       "LC_MESSAGES",
+                               "QRTReffilesPath", "QRTInstallPath", "ZYNSysNLSCoreTrace"};
   env.insert(env.end(), environment.variables.begin(), environment.variables.end());
   return RunZyn(args, env);
 }
@@ -52,8 +53,8 @@ TEST_F(NlsOnTree, BannerShowsPathsWithTheirOwnBytes) {
     for (auto const& environment : Environments()) {
       std::ofstream(report) << "old";
       ChildResult r = RunExe({"-CD1Path", cd1, "-xml", report}, environment);
-      std::string banner = "{Checker Mode}\n{CD to check : all}\n{Custom Xml report file : " + report +
-                           "}\n{CD1 path : " + cd1 + "}\n";
+      std::string banner =
+          "{Checker Mode}\n{CD to check : all}\n{Custom Xml report file : " + report + "}\n{CD1 path : " + cd1 + "}\n";
       EXPECT_EQ(r.out.substr(0, banner.size()), banner) << environment.label << " " << name;
       EXPECT_EQ(r.err, "") << environment.label << " " << name;
       // The old report was replaced under its own name, and no other name appeared.

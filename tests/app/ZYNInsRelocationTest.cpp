@@ -11,8 +11,8 @@
 #include "DStrings.h"
 #include "ZYNAdmStdLib.h"
 #include "ZYNInsMediaCheckerServices.h"
-#include "support/ZYNTestTempTree.h"
 #include "support/CaptureStdout.h"
+#include "support/ZYNTestTempTree.h"
 
 typedef ZYNInsMediaCheckerServices Services;
 

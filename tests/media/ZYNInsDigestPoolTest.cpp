@@ -51,8 +51,9 @@ Outcome RunOn(ZYNTestTempTree const& tree, std::string const& media, std::vector
   std::vector<std::string> env;
   if (oneThread) env.push_back("QRTSysMultiThreading=FALSE");
   ChildResult r = RunZyn(args, env);
-  Outcome outcome{r.status, r.out, tree.Read(media + "/1/0data/MediaContent.xml") +
-                                       tree.Read(media + "/2/0data/MediaContent.xml") + tree.Read(media + ".report.xml")};
+  Outcome outcome{r.status, r.out,
+                  tree.Read(media + "/1/0data/MediaContent.xml") + tree.Read(media + "/2/0data/MediaContent.xml") +
+                      tree.Read(media + ".report.xml")};
   for (std::string* text : {&outcome.out, &outcome.files}) {
     for (size_t at; (at = text->find(root)) != std::string::npos;) text->replace(at, root.size(), "{M}");
   }
@@ -74,7 +75,9 @@ TEST(ZYNInsDigestPool, OneThreadAndEveryCoreGiveTheSameRun) {
   } const steps[] = {
       {"generate", {"-generate"}, 0, nullptr},
       {"intact check", {}, 0, nullptr},
-      {"damaged check", {}, 1,
+      {"damaged check",
+       {},
+       1,
        [](ZYNTestTempTree const& t, std::string const& m) {
          t.File(m + "/1/d3/f7", "altered");
          SetTime(t.Path(m + "/1/d3/f7"), 1600000000);

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,7 +17,11 @@ static DString sClean(DString path) {
 }
 
 TEST(ZYNInsDir, EachPathTextOperationKnowsItsOwnSeparators) {
-  struct Case { DString (*operation)(DString); char const* input; char const* expected; } cases[] = {
+  struct Case {
+    DString (*operation)(DString);
+    char const* input;
+    char const* expected;
+  } cases[] = {
       {sClean, "/", ""},
       {sClean, "C:\\data\\", "C:/data"},
       {sClean, "a\\b//", "a/b"},
@@ -71,7 +74,10 @@ TEST(ZYNInsDir, ExecutablePathSearchNeverTriesLastPathEntry) {
   std::string saved = savedPath != nullptr ? savedPath : "";
   char cwd[4096];
   ASSERT_NE(nullptr, getcwd(cwd, sizeof cwd));
-  struct Case { std::string argv0, path, cwd, expected; size_t messages; } cases[] = {
+  struct Case {
+    std::string argv0, path, cwd, expected;
+    size_t messages;
+  } cases[] = {
       {"", bin2 + ":", work, "", 0},
       {"/abs/tool", bin2 + ":", work, "/abs/tool", 0},
       {"tool", bin1 + ":" + bin2, work, work + "/tool", 1},
@@ -113,7 +119,13 @@ TEST(ZYNInsDir, AccessIsRefusedToAnUnprivilegedUser) {
 TEST(ZYNInsDir, TemporaryPathFallsBackToHomeThenHomeFolder) {
   ZYNTestTempTree tree;
   ZYNTestS(ZYNTestD("/"));  // conversions set up before the child changes its root
-  struct Case { bool tmp; bool homeFolder; bool unprivileged; char const* home; char const* expected; } cases[] = {
+  struct Case {
+    bool tmp;
+    bool homeFolder;
+    bool unprivileged;
+    char const* home;
+    char const* expected;
+  } cases[] = {
       {true, true, false, "/h", "/tmp"},    {false, true, false, "/home/u/", "/home/u"},
       {false, false, false, "/h//", "/h/"}, {false, true, false, nullptr, "/home"},
       {false, true, false, "", "/home"},    {false, false, false, nullptr, ""},

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <utime.h>
 
 #include <algorithm>
@@ -30,9 +29,12 @@ TEST(ZYNInsFindFile, MaskSelectsTypesAndLinksCountAsWhatTheyReach) {
   tree.Link(tree.Path("w/d"), "w/ld");
   tree.Link(tree.Path("w/f"), "w/lf");
   tree.Dir("empty");
-  struct Case { char const* dir; int mask; char const* expected; } cases[] = {
-      {"w", 1, "d:1 ld:1 "}, {"w", 2, "f:2 lf:2 "}, {"w", 3, "d:1 f:2 ld:1 lf:2 "},
-      {"w", 0, ""},          {"empty", 3, ""},
+  struct Case {
+    char const* dir;
+    int mask;
+    char const* expected;
+  } cases[] = {
+      {"w", 1, "d:1 ld:1 "}, {"w", 2, "f:2 lf:2 "}, {"w", 3, "d:1 f:2 ld:1 lf:2 "}, {"w", 0, ""}, {"empty", 3, ""},
   };
   for (Case const& c : cases) EXPECT_EQ(c.expected, sWalk(tree.Path(c.dir), c.mask)) << c.dir << " " << c.mask;
   EXPECT_TRUE(ZYNAdmError::IsStackEmpty());
@@ -42,7 +44,10 @@ TEST(ZYNInsFindFile, FailuresEndTheWalkWithQuotedPathAndSystemText) {
   ZYNTestTempTree tree;
   tree.Dir("w");
   tree.Link(tree.Path("gone"), "w/dangling");
-  struct Case { std::string path; std::string message; } cases[] = {
+  struct Case {
+    std::string path;
+    std::string message;
+  } cases[] = {
       {tree.Path("w"), "\"" + tree.Path("w") + "/dangling\" No such file or directory\n"},
       {tree.Path("none"), "\"" + tree.Path("none") + "\" No such file or directory\n"},
       {tree.File("file"), "\"" + tree.Path("file") + "\" Not a directory\n"},

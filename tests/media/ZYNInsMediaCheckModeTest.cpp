@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "support/ZYNTestTempTree.h"
 #include "support/ChildProcess.h"
+#include "support/ZYNTestTempTree.h"
 
 namespace {
 
@@ -182,9 +182,7 @@ TEST_F(CheckMode, QuestionReachesAPipeBeforeTheAnswerIsRead) {
 TEST_F(CheckMode, CdsNamingNoVolumeOfTheMediaIsRefused) {
   tree.File("media/1/setup", "changed\n");
   tree.File("media/2/b.bin", "changed\n");
-  const struct {
-    std::string cds, refused;
-  } cases[] = {{"3", "3"}, {"0", "0"}, {"-1", "-1"}, {"2,3", "3"}};
+  const struct { std::string cds, refused; } cases[] = {{"3", "3"}, {"0", "0"}, {"-1", "-1"}, {"2,3", "3"}};
   for (auto const& c : cases) {
     ChildResult result = Check({"-cds", c.cds});
     EXPECT_EQ(result.status, 2) << c.cds;
@@ -217,7 +215,8 @@ TEST_F(CheckMode, DamagedReferenceFilesStopTheCheck) {
   for (auto const& dir : {"other", "other/1", "other/2"}) tree.Dir(dir);
   tree.File("other/1/x", "other\n");
   tree.File("other/2/y", "other\n");
-  ASSERT_EQ(RunZyn({"-generate", "-quiet", "-CD1Path", tree.Path("other/1"), "-xml", tree.Path("other.xml")}).status, 0);
+  ASSERT_EQ(RunZyn({"-generate", "-quiet", "-CD1Path", tree.Path("other/1"), "-xml", tree.Path("other.xml")}).status,
+            0);
   std::string foreign = tree.Read("other/2/0data/MediaContent.xml");
   const struct {
     char const* name;

@@ -4,9 +4,9 @@
 
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
+#include "support/CaptureStdout.h"
 #include "support/OptionsForTests.h"
 #include "support/ZYNTestTempTree.h"
-#include "support/CaptureStdout.h"
 
 typedef ZYNInsMediaCheckerOptions Options;
 
@@ -31,13 +31,13 @@ TEST(ZYNInsMediaFinalize, VerdictStatusAndReportFollowModeAndErrors) {
        "\n\n\nMedia check completed\n\nR\n\nStatus: FAILED\n\nA report file has been written to " + report + "\n\n|1",
        head + "\t<Step Name=\"Check\">\n\t\t<ZirkError Value=\"e1&#xA;e2&#xA;\"/>\n" + info +
            "\t\t<ZirkInfo Value=\"R\"/>\n\t</Step>\n</Application>"},
-      {false, true, report, "e", "", "|1", head + "\t<Step Name=\"Check\">\n\t\t<ZirkError Value=\"e\"/>\n" + info +
-                                                "\t</Step>\n</Application>"},
+      {false, true, report, "e", "", "|1",
+       head + "\t<Step Name=\"Check\">\n\t\t<ZirkError Value=\"e\"/>\n" + info + "\t</Step>\n</Application>"},
       {true, false, "", "e", "", "\nOperation terminated with error(s)\n\n|2", ""},
       {true, false, report, "", "", "\nOperation terminated successfully\n\n|0",
        head + "\t<Step Name=\"Generate\">\n" + info + "\t</Step>\n</Application>"},
-      {true, false, tree.Path("no/r.xml"), "", "", "\n\nError\nUnable to write to \"" + tree.Path("no/r.xml") + "\"\n\n|2",
-       ""},
+      {true, false, tree.Path("no/r.xml"), "", "",
+       "\n\nError\nUnable to write to \"" + tree.Path("no/r.xml") + "\"\n\n|2", ""},
   };
   for (Case const& c : cases) {
     std::remove(report.c_str());

@@ -12,8 +12,8 @@
 #include "ZYNAdmXmlElement.h"
 #include "ZYNAdmXmlHash.h"
 #include "ZYNAdmXmlParser.h"
-#include "support/ZYNTestTempTree.h"
 #include "support/ChildProcess.h"
+#include "support/ZYNTestTempTree.h"
 
 namespace fs = std::filesystem;
 
@@ -69,7 +69,8 @@ struct Media {
       struct utimbuf times = {1600000000, 1600000000};
       utime(path.c_str(), &times);
       size_t slash = f.first.find('/');
-      if (kDigest.count(f.second)) digests[f.first.substr(0, slash) + ":" + f.first.substr(slash)] = kDigest.at(f.second);
+      if (kDigest.count(f.second))
+        digests[f.first.substr(0, slash) + ":" + f.first.substr(slash)] = kDigest.at(f.second);
     }
   }
   std::string Path(std::string const& rel) const { return tree.Path("media/" + rel); }
@@ -96,8 +97,8 @@ struct Media {
   }
 
   std::string Reference(int volumes, std::string const& relData) const {
-    std::string text = kHeader + "<Media ZYNHachageSomme=\"SHA256_v1_@\" cdid=\"1\" checkerVersion=\"1.1\">\n" + relData +
-                       "\t<CDs>\n";
+    std::string text =
+        kHeader + "<Media ZYNHachageSomme=\"SHA256_v1_@\" cdid=\"1\" checkerVersion=\"1.1\">\n" + relData + "\t<CDs>\n";
     for (int cd = 1; cd <= volumes; ++cd) {
       std::string files;
       std::string prefix = std::to_string(cd) + ":";
@@ -158,7 +159,8 @@ TEST(ZYNInsMediaGenerateCli, CheckOfAGeneratedMediaScansOnlyTheVolumesAskedFor) 
   ASSERT_EQ(0, RunZyn({"-generate", "-quiet", "-CD1Path", media.Path("1")}).status);
   ChildResult r = RunZyn({"-CD1Path", media.Path("1"), "-cds", "2"});
   EXPECT_EQ("{Checker Mode}\n{CD to check : 2}\n{CD1 path : " + media.Path("1") + "}\n<Media Volume 2>\n" +
-                media.Lines(2, "", 3) + "{Finalizing verifications ...}\n\n\n\nMedia check completed\n\n\n\nStatus: PASSED\n\n",
+                media.Lines(2, "", 3) +
+                "{Finalizing verifications ...}\n\n\n\nMedia check completed\n\n\n\nStatus: PASSED\n\n",
             r.out);
   EXPECT_EQ(0, r.status);
 }
@@ -168,7 +170,7 @@ TEST(ZYNInsMediaGenerateCli, RefDirRelInfoAndReportLeaveTheMediaUntouched) {
   std::string rel = media.tree.File("rel.xml", "<Release v=\"7\"><N>R &amp; D</N></Release>");
   std::string report = media.tree.Path("report.xml");
   ChildResult r = RunZyn({"-generate", "-quiet", "-CD1Path", media.Path("1"), "-refDir", media.tree.Path("ref"),
-                       "-relinfo", rel, "-xml", report});
+                          "-relinfo", rel, "-xml", report});
   EXPECT_EQ("", r.out);
   EXPECT_EQ(0, r.status);
   EXPECT_FALSE(media.tree.Exists("media/1/0data/MediaContent.xml"));
@@ -178,10 +180,11 @@ TEST(ZYNInsMediaGenerateCli, RefDirRelInfoAndReportLeaveTheMediaUntouched) {
   EXPECT_EQ(reference, media.tree.Read("ref/1/0data/MediaContent.xml"));
   EXPECT_EQ(Tag(2, reference, relData), media.tree.Read("ref/2/0data/MediaContent.xml"));
   // The rest of the report is Finalize's; here the release text is what matters.
-  EXPECT_NE(std::string::npos, media.tree.Read("report.xml")
-                                   .find("\t\t<ZirkInfo Value=\"&lt;?xml version=&quot;1.0&quot; encoding=&quot;utf-8&quot; "
-                                         "?>&#xA;&lt;Release v=&quot;7&quot;>&#xA;&#x9;&lt;N>R &amp;amp; D&lt;/N>&#xA;"
-                                         "&lt;/Release>\"/>\n"));
+  EXPECT_NE(std::string::npos,
+            media.tree.Read("report.xml")
+                .find("\t\t<ZirkInfo Value=\"&lt;?xml version=&quot;1.0&quot; encoding=&quot;utf-8&quot; "
+                      "?>&#xA;&lt;Release v=&quot;7&quot;>&#xA;&#x9;&lt;N>R &amp;amp; D&lt;/N>&#xA;"
+                      "&lt;/Release>\"/>\n"));
 }
 
 TEST(ZYNInsMediaGenerateCli, DamagedMediaEndsWithItsMessageAndStatus) {
@@ -196,19 +199,26 @@ TEST(ZYNInsMediaGenerateCli, DamagedMediaEndsWithItsMessageAndStatus) {
     int status;
   } cases[] = {
       // Three records: the count of the volume, the probe of the folder, the walk.
-      {{}, "link",
+      {{},
+       "link",
        "<Media Volume 1>\n" +
            Block("\"{M}/1/s/zz\" No such file or directory\n\n\"{M}/1//s/zz\" No such file or directory\n\n[CD1]\n"
-                 "\"{M}/1//s/zz\" No such file or directory\n") + kFailed,
+                 "\"{M}/1//s/zz\" No such file or directory\n") +
+           kFailed,
        2},
       // A backslash is part of the name: the file listed is the file read.
-      {{{"1/x\\y", "a"}}, "",
-       "<Media Volume 1>\n[CD1]\ttimestamp=" + kTime + "\thash=" + kDigest.at("a") + "\tpath=/x\\y\n" + kDone, 0},
+      {{{"1/x\\y", "a"}},
+       "",
+       "<Media Volume 1>\n[CD1]\ttimestamp=" + kTime + "\thash=" + kDigest.at("a") + "\tpath=/x\\y\n" + kDone,
+       0},
       {{{"1/a", "a"}}, "fifo", "<Media Volume 1>\n" + aLine + kDone, 0},
-      {{{"1/a", "a"}, {"0data/x", ""}}, "layout",
-       Block("\"{M}\": a directory is missing or has an invalid name.\nCheck that all the CDs are copied in directories "
-             "named\n\"<constant_prefix>1\", \"<constant_prefix>2\",..., \"<constant_prefix>n\"\nand no other "
-             "directory is present.\n") + kFailed,
+      {{{"1/a", "a"}, {"0data/x", ""}},
+       "layout",
+       Block(
+           "\"{M}\": a directory is missing or has an invalid name.\nCheck that all the CDs are copied in directories "
+           "named\n\"<constant_prefix>1\", \"<constant_prefix>2\",..., \"<constant_prefix>n\"\nand no other "
+           "directory is present.\n") +
+           kFailed,
        2},
       {{{"1/a", "a"}}, "relinfo", Block("\n\"{M}/none.xml\" input file is missing or cannot be accessed") + kFailed, 2},
       {{{"1/" + cjkName, "a"}}, "cjk", "<Media Volume 1>\n" + cjkLine + kDone, 0},
@@ -286,8 +296,8 @@ TEST(ZYNInsMediaGenerateCli, ReadFaultIsAnAccessFailureNotTheEnd) {
   if (access("/usr/bin/strace", X_OK) != 0) GTEST_SKIP() << "no strace";
   Media media(kTwoVolumes);
   std::string rel = media.tree.File("rel.xml", "<R>" + std::string(4089, ' ') + "<p/></R>");
-  std::vector<std::string> trace = {"-qq", "-o", "/dev/null", "-P", rel, "-e", "trace=read", "-e",
-                                    "inject=read:error=EIO:when=2+", ZYN_EXE_PATH};
+  std::vector<std::string> trace = {
+      "-qq", "-o", "/dev/null", "-P", rel, "-e", "trace=read", "-e", "inject=read:error=EIO:when=2+", ZYN_EXE_PATH};
   trace.insert(trace.end(), {"-generate", "-CD1Path", media.Path("1"), "-relinfo", rel});
   // Leak detection can't run under a tracer.
   ChildResult r = RunZyn(trace, {"ASAN_OPTIONS=detect_leaks=0"}, "", "/usr/bin/strace");

@@ -9,9 +9,9 @@
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMsg.h"
+#include "support/CaptureStdout.h"
 #include "support/OptionsForTests.h"
 #include "support/ZYNTestTempTree.h"
-#include "support/CaptureStdout.h"
 
 typedef ZYNInsMediaCheckerOptions Options;
 typedef ZYNInsMediaCheckerServices Services;
@@ -55,7 +55,7 @@ TEST(ZYNInsMediaScan, SortOrdersByPathStablyLikeRepeatedSelection) {
     }
     std::vector<std::string> expected = sSelectionOrder(sChildren(cd));
     // The order by path has a path of its own; any other order goes through `compare`.
-    for (auto compare : {&Services::CompareEltsByPathAttr, +[](ZYNAdmXmlElement const& a, ZYNAdmXmlElement const& b) {
+    for (auto compare : {&Services::CompareEltsByPathAttr, +[](ZYNAdmXmlElement const&a, ZYNAdmXmlElement const&b) {
                            return Services::CompareEltsByPathAttr(a, b);
                          }}) {
       ZYNAdmXmlElement sorted = cd.Clone(0);
@@ -86,10 +86,9 @@ TEST(ZYNInsMediaScan, CheckModeProgressLabelIsTheSinglePrecisionPercentage) {
     int before, total, amIndex;
     std::string label;
   } cases[] = {
-      {0, 14, 0, "[CD2](  7%)"},        {6, 15, 0, "[CD2]( 50%)"},
-      {0, 2, 0, "[CD2](100%)"},         {1, 2, 0, "[CD2](200%)"},
-      {28, 101, 0, "[CD2]( 29%)"},      {0, 1, 0, "[CD2](  -2147483648%)"},
-      {0, 0, 0, "[CD2](  -100%)"},      {0, 14, 3, "[AMCD4-CD2](  7%)"},
+      {0, 14, 0, "[CD2](  7%)"},   {6, 15, 0, "[CD2]( 50%)"},       {0, 2, 0, "[CD2](100%)"},
+      {1, 2, 0, "[CD2](200%)"},    {28, 101, 0, "[CD2]( 29%)"},     {0, 1, 0, "[CD2](  -2147483648%)"},
+      {0, 0, 0, "[CD2](  -100%)"}, {0, 14, 3, "[AMCD4-CD2](  7%)"},
   };
   for (Case const& c : cases) {
     std::string out = CaptureStdoutOfChild([&] {
@@ -131,8 +130,7 @@ TEST(ZYNInsMediaScan, CheckModeRecordsFaultsAndWalksOn) {
   EXPECT_EQ("/MediaContent.xml/in", sAttr(sChildren(cd)[0], "path"));
   EXPECT_EQ("/x\\y", sAttr(sChildren(cd)[1], "path"));
   // The probe listing of the failing folder leaves its record; the walk's own was taken.
-  EXPECT_EQ(std::vector<std::string>{"\"" + root + "//s/dangling\" No such file or directory\n"},
-            ZYNTestDrainErrors());
+  EXPECT_EQ(std::vector<std::string>{"\"" + root + "//s/dangling\" No such file or directory\n"}, ZYNTestDrainErrors());
   Options::ResetValues();
 }
 

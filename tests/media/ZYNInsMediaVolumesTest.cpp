@@ -25,8 +25,9 @@ TEST(ZYNInsMediaVolumes, VolumeFoldersComeFromTheFirstSortedNameAndTheCount) {
     int result;
     std::string names;
   } cases[] = {
-      {{"3", "1", "2"}, 1, "1 2 3 "},      {{"1", "10"}, 1, "1 2 "},    {{"1", "01"}, 1, "01 02 "},
-      {{"v2", "v1", "x"}, 1, "v1 v2 v3 "}, {{"0data", "1"}, 0, ""},     {{}, 0, ""},
+      {{"3", "1", "2"}, 1, "1 2 3 "}, {{"1", "10"}, 1, "1 2 "},
+      {{"1", "01"}, 1, "01 02 "},     {{"v2", "v1", "x"}, 1, "v1 v2 v3 "},
+      {{"0data", "1"}, 0, ""},        {{}, 0, ""},
       {{".git", "1"}, 0, ""},
   };
   for (Case const& c : cases) {

@@ -1,11 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "support/TestText.h"
-
 #include <string>
 
 #include "DString.h"
 #include "DStrings.h"
+#include "support/TestText.h"
 
 namespace {
 
@@ -28,7 +27,7 @@ TEST(DStringSearch, BackwardSearchCountsFromTheEnd) {
     wchar_t const *text, *sub;
     int offset, expected;
   } cases[] = {
-      {L"a/b/c", L"/", 0, 3}, {L"a/b/c", L"/", 2, 1}, {L"abab", L"ab", 0, 2}, {L"abab", L"ab", 1, 0},
+      {L"a/b/c", L"/", 0, 3}, {L"a/b/c", L"/", 2, 1}, {L"abab", L"ab", 0, 2},  {L"abab", L"ab", 1, 0},
       {L"abc", L"c", 3, -1},  {L"abc", L"", 0, -1},   {L"abc", L"abc", 1, -1}, {L"abc", L"a", -1, -1},
   };
   for (auto const& c : cases) {
@@ -64,14 +63,10 @@ TEST(DStringReplace, ReplaceAllNeverRescansTheReplacement) {
     wchar_t const *text, *from, *to, *expected;
     int count;
   } cases[] = {
-      {L"a.b.c", L".", L"..", L"a..b..c", 2},
-      {L"aaaa", L"aa", L"b", L"bb", 2},
-      {L"abc", L"abc", L"", L"", 1},
-      {L"abab", L"ab", L"", L"", 2},
-      {L"abc", L"x", L"y", L"abc", 0},
-      {L"abc", L"", L"y", L"abc", 0},
-      {L"ab", L"abc", L"y", L"ab", 0},
-      {L"&<&", L"&", L"&amp;", L"&amp;<&amp;", 2},
+      {L"a.b.c", L".", L"..", L"a..b..c", 2}, {L"aaaa", L"aa", L"b", L"bb", 2},
+      {L"abc", L"abc", L"", L"", 1},          {L"abab", L"ab", L"", L"", 2},
+      {L"abc", L"x", L"y", L"abc", 0},        {L"abc", L"", L"y", L"abc", 0},
+      {L"ab", L"abc", L"y", L"ab", 0},        {L"&<&", L"&", L"&amp;", L"&amp;<&amp;", 2},
   };
   for (auto const& c : cases) {
     DString s(c.text);
@@ -126,8 +121,8 @@ TEST(DStringNumbers, FormattingAndParsing) {
     int result;
     int value;
   } cases[] = {
-      {L"12x", 0, 12}, {L"", ZYN_E_FAIL, 0}, {L"x1", ZYN_E_FAIL, 0}, {L"-5", 0, -5}, {L"\u00e91", ZYN_E_FAIL, 0},
-      {L" 7", 0, 7},
+      {L"12x", 0, 12}, {L"", ZYN_E_FAIL, 0},        {L"x1", ZYN_E_FAIL, 0},
+      {L"-5", 0, -5},  {L"\u00e91", ZYN_E_FAIL, 0}, {L" 7", 0, 7},
   };
   for (auto const& c : cases) {
     int value = 99;

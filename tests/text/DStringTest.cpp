@@ -107,10 +107,10 @@ TEST(DStringCompare, EqualityFollowsTheLowByteRuleForDifferentLengths) {
     std::u16string a, b;
     bool equal;
   } cases[] = {
-      {u"a", u"ab", false},        {u"ab", u"ab", true},  {u"", u"", true},
-      {u"a", u"\u0100b", true},    // longer begins with a unit whose low byte is 0
-      {u"\u4E00xyz", u"q", true},  {u"ab", u"ac", false}, {u"", u"a", false},
-      {u"\u0100", u"\u0200", false},
+      {u"a", u"ab", false},       {u"ab", u"ab", true},
+      {u"", u"", true},           {u"a", u"\u0100b", true},  // longer begins with a unit whose low byte is 0
+      {u"\u4E00xyz", u"q", true}, {u"ab", u"ac", false},
+      {u"", u"a", false},         {u"\u0100", u"\u0200", false},
   };
   for (auto const& c : cases) {
     DString a = FromU16(c.a), b = FromU16(c.b);
@@ -125,9 +125,9 @@ TEST(DStringCompare, OrderIsByUnsignedUnitsWithEmptyFirst) {
     std::u16string a, b;
     int order;
   } cases[] = {
-      {u"", u"", 0},           {u"", u"a", -1},        {u"a", u"", 1},      {u"a", u"ab", -1},
-      {u"ab", u"a", 1},        {u"abc", u"abd", -1},   {u"b", u"abc", 1},   {u"a", u"\u0100b", -1},
-      {u"\uFFFF", u"a", 1},    {u"same", u"same", 0},  {u"A", u"a", -1},
+      {u"", u"", 0},        {u"", u"a", -1},       {u"a", u"", 1},    {u"a", u"ab", -1},
+      {u"ab", u"a", 1},     {u"abc", u"abd", -1},  {u"b", u"abc", 1}, {u"a", u"\u0100b", -1},
+      {u"\uFFFF", u"a", 1}, {u"same", u"same", 0}, {u"A", u"a", -1},
   };
   for (auto const& c : cases) {
     DString a = FromU16(c.a), b = FromU16(c.b);

@@ -16,16 +16,13 @@ TEST(ZYNAdmCodePageUtf8, DecoderStatuses) {
     int status;
     std::u16string units;
   } cases[] = {
-      {"plain", 0, u"plain"},
-      {"caf\xC3\xA9", 0, u"caf\u00e9"},
-      {"\xE4\xB8\x80", 0, u"\u4e00"},
-      {"a\xF0\x9F\x98\x80z", 4, u"a?z"},   // above 0xFFFF: one '?'
-      {"ab\xC3", 3, u"ab"},                // ends inside a sequence
-      {"a\xE4\xB8", 3, u"a"},
-      {std::string("a\0b", 3), 5, u"a"},   // a zero character stops the walk
-      {"\xC0\x80", 5, u""},                // overlong zero is still zero
-      {"\x80", 0, u"\u0080"},              // a stray trailing byte decodes as itself
-      {"\xC1\x81", 0, u"A"},               // overlong forms are accepted
+      {"plain", 0, u"plain"},         {"caf\xC3\xA9", 0, u"caf\u00e9"},
+      {"\xE4\xB8\x80", 0, u"\u4e00"}, {"a\xF0\x9F\x98\x80z", 4, u"a?z"},  // above 0xFFFF: one '?'
+      {"ab\xC3", 3, u"ab"},                                               // ends inside a sequence
+      {"a\xE4\xB8", 3, u"a"},         {std::string("a\0b", 3), 5, u"a"},  // a zero character stops the walk
+      {"\xC0\x80", 5, u""},                                               // overlong zero is still zero
+      {"\x80", 0, u"\u0080"},                                             // a stray trailing byte decodes as itself
+      {"\xC1\x81", 0, u"A"},                                              // overlong forms are accepted
   };
   for (auto const& c : cases) {
     DString target(L"previous");

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-
 #include <unistd.h>
 
 #include <cstdio>
@@ -66,9 +65,9 @@ TEST(ZYNSysCodePage, BytesBecomeUnitsAndComeBackTheSame) {
   } cases[] = {
       {"UTF-8", "caf\xC3\xA9", u"caf\u00e9", "caf\xC3\xA9"},
       {"UTF-8", "\xE4\xB8\x80", u"\u4e00", "\xE4\xB8\x80"},
-      {"UTF-8", "caf\xE9s", u"caf\xdce9s", "caf\xE9s"},  // a Latin-1 byte
+      {"UTF-8", "caf\xE9s", u"caf\xdce9s", "caf\xE9s"},                                      // a Latin-1 byte
       {"UTF-8", "a\xF0\x9F\x98\x80z", u"a\xdcf0\xdc9f\xdc98\xdc80z", "a\xF0\x9F\x98\x80z"},  // beyond UCS-2
-      {"UTF-8", "\xED\xB2\x80", u"\xdced\xdcb2\xdc80", "\xED\xB2\x80"},  // an encoded surrogate
+      {"UTF-8", "\xED\xB2\x80", u"\xdced\xdcb2\xdc80", "\xED\xB2\x80"},                      // an encoded surrogate
       {"UTF-8", nullptr, u"\xd800x", "?x"},  // a surrogate outside the escape range
       {"EUC-JP", "\xA4\xA2", u"\u3042", "\xA4\xA2"},
       {"N/A", "\xFF\x80", u"\u00ff\u0080", "\xFF\x80"},

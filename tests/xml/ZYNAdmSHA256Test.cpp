@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
 #include <random>
 #include <string>
-#include <unistd.h>
 #include <vector>
 
 #include "XmlTestSupport.h"
@@ -139,7 +139,8 @@ TEST(ZYNAdmSHA256Test, StreamRefusesCallsOutOfOrderAndStaysUsable) {
       {"bad writes change nothing",
        {{kOpen, 1}, {kWriteNull, -1}, {kWriteNegative, -1}, {kWriteZero, 0}, {kWriteAbc, 3}, {kClose, 1}},
        abc},
-      {"good for one use only", {{kOpen, 1}, {kWriteAbc, 3}, {kClose, 1}, {kOpen, 0}, {kWriteAbc, -1}, {kClose, 0}},
+      {"good for one use only",
+       {{kOpen, 1}, {kWriteAbc, 3}, {kClose, 1}, {kOpen, 0}, {kWriteAbc, -1}, {kClose, 0}},
        abc},
   };
   for (const Case& c : cases) {
@@ -148,12 +149,24 @@ TEST(ZYNAdmSHA256Test, StreamRefusesCallsOutOfOrderAndStaysUsable) {
     unsigned char text[] = "abc";
     for (const Step& step : c.steps) {
       switch (step.op) {
-        case kOpen: EXPECT_EQ(step.expected, stream.Open()); break;
-        case kWriteAbc: EXPECT_EQ(step.expected, stream.Write(text, 3)); break;
-        case kWriteNull: EXPECT_EQ(step.expected, stream.Write(nullptr, 3)); break;
-        case kWriteNegative: EXPECT_EQ(step.expected, stream.Write(text, -1)); break;
-        case kWriteZero: EXPECT_EQ(step.expected, stream.Write(text, 0)); break;
-        case kClose: EXPECT_EQ(step.expected, stream.Close()); break;
+        case kOpen:
+          EXPECT_EQ(step.expected, stream.Open());
+          break;
+        case kWriteAbc:
+          EXPECT_EQ(step.expected, stream.Write(text, 3));
+          break;
+        case kWriteNull:
+          EXPECT_EQ(step.expected, stream.Write(nullptr, 3));
+          break;
+        case kWriteNegative:
+          EXPECT_EQ(step.expected, stream.Write(text, -1));
+          break;
+        case kWriteZero:
+          EXPECT_EQ(step.expected, stream.Write(text, 0));
+          break;
+        case kClose:
+          EXPECT_EQ(step.expected, stream.Close());
+          break;
       }
     }
     EXPECT_EQ(c.digest, Narrow(stream.GetHash()));

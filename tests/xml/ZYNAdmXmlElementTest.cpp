@@ -60,8 +60,8 @@ TEST(XmlElement, AttributesStaySortedByUnitWhateverTheOrderOfSetting) {
 TEST(XmlElement, OrphanAndForeignIteratorsAreRefused) {
   ZYNAdmXmlElement& orphan = ZYNAdmXmlElement::_orphan;
   ZYNAdmXmlElement a(L"a"), b(L"b");
-  EXPECT_EQ(0, orphan.AddChild(a) + orphan.SetName(L"n") + orphan.SetValue(L"v") +
-                   orphan.SetAttributeValue(L"a", L"v"));
+  EXPECT_EQ(0,
+            orphan.AddChild(a) + orphan.SetName(L"n") + orphan.SetValue(L"v") + orphan.SetAttributeValue(L"a", L"v"));
   EXPECT_TRUE(orphan.Assign(a).IsOrphan() && orphan.IsEmpty());
   EXPECT_EQ(0, a.AddChild(orphan));
   EXPECT_TRUE(a.Assign(orphan).IsOrphan());

@@ -25,9 +25,7 @@ ZYNAdmXmlElement sSample(bool withChild) {
   return a;
 }
 
-std::string sSeal(const ZYNAdmXmlElement& element) {
-  return Narrow(element.GetAttributeValue(kSeal));
-}
+std::string sSeal(const ZYNAdmXmlElement& element) { return Narrow(element.GetAttributeValue(kSeal)); }
 
 TEST(XmlHash, WorkedExamplesGiveTheirBytesAndDigestsRepeatably) {
   struct Case {

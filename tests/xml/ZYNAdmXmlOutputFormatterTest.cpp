@@ -56,8 +56,7 @@ TEST(XmlFormatter, AShortWriteFailsTheCallAndDropsTheRest) {
   struct Case {
     int count, shortAtWrite;
     size_t writes;
-  } cases[] = {{static_cast<int>(large.size()), 1, 2}, {static_cast<int>(large.size()), 2, 3},
-               {100, 1, 1}};
+  } cases[] = {{static_cast<int>(large.size()), 1, 2}, {static_cast<int>(large.size()), 2, 3}, {100, 1, 1}};
   for (const Case& c : cases) {
     RecordingStream target;
     target.shortAtWrite = c.shortAtWrite;

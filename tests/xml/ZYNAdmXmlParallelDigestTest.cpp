@@ -38,7 +38,8 @@ TEST(XmlParallelDigest, GivesTheDigestOfThePlainWriterOnEveryShapeOfTree) {
     char const* what;
     ZYNAdmXmlElement (*make)();
   } const cases[] = {
-      {"two volumes with text around", [] {
+      {"two volumes with text around",
+       [] {
          ZYNAdmXmlElement media{DString(L"Media")}, cds{DString(L"CDs")};
          media.SetAttributeValue(DString(L"cdid"), DString(L"1"));
          media.AddChild(ZYNAdmXmlElement{DString(L"RelData")});
@@ -52,13 +53,15 @@ TEST(XmlParallelDigest, GivesTheDigestOfThePlainWriterOnEveryShapeOfTree) {
        }},
       {"a list at the root", [] { return sList(10001); }},
       {"too small to cut", [] { return sList(100); }},
-      {"an element named as the slot", [] {
+      {"an element named as the slot",
+       [] {
          ZYNAdmXmlElement root{DString(L"Media")};
          root.AddChild(sList(9000));
          root.AddChild(ZYNAdmXmlElement{DString(L"ZYNAdmXmlParallelDigestSlot")});
          return root;
        }},
-      {"an empty handle in a list", [] {
+      {"an empty handle in a list",
+       [] {
          ZYNAdmXmlElement list = sList(9000);
          list.AddChild(ZYNAdmXmlElement());
          return list;

@@ -154,8 +154,7 @@ TEST(ZYNAdmXmlParserTest, ParseGivesTheSameTreeWhereverTheBufferIsRefilled) {
 TEST(ZYNAdmXmlParserTest, LongTextTagsAndDeepNestingArriveWhole) {
   const std::string text(10000, 't');
   const std::string value(9000, 'v');
-  EXPECT_EQ(sParse("<a>" + text + "<b x=\"" + value + "\"/></a>"),
-            "a{" + text + "}(b[x=" + value + "])");
+  EXPECT_EQ(sParse("<a>" + text + "<b x=\"" + value + "\"/></a>"), "a{" + text + "}(b[x=" + value + "])");
   const std::string blanks(300, ' ');
   EXPECT_EQ(sParse("<e a=1" + blanks + "\"v\" b=2\"w\" c=3" + blanks + "/>"), "e[a=v,b=w]");
   std::string nested, closes, expected = "n";

@@ -30,9 +30,9 @@ ZYNAdmXmlElement sParse(const std::string& bytes) {
 }
 
 // Units that hit every quoting, escaping and name encoding rule.
-const unsigned short kAlphabet[] = {'a', 'Z', '0', '_', 'x', '-', '.', ':', ' ', '"', '\'',
-                                    '<', '>', '&', ';', '#', '/', '=', '\t', '\n', '\r',
-                                    0xE9, 0x7FF, 0x800, 0xD83D, 0xDE00, 0xFFFF};
+const unsigned short kAlphabet[] = {'a',  'Z',  '0',  '_',  'x',   '-',   '.',    ':',    ' ',
+                                    '"',  '\'', '<',  '>',  '&',   ';',   '#',    '/',    '=',
+                                    '\t', '\n', '\r', 0xE9, 0x7FF, 0x800, 0xD83D, 0xDE00, 0xFFFF};
 
 DString sRandomText(std::mt19937& random, int maxLength, unsigned short first = 0) {
   std::vector<unsigned short> units(random() % (maxLength + 1) + (first != 0));
@@ -74,9 +74,21 @@ bool sSameUnits(const DString& a, const DString& b) {
 TEST(XmlRoundTrip, PackedAndPlainValuesReadBackUnitForUnit) {
   const std::wstring hex = L"0123456789abcdef";
   const std::wstring values[] = {
-      hex + hex + hex + hex, L"abc", L"1700000000", L"123456789012", L"1234567890123",
-      L"abcdeg", L"abcdefg", L"ABCDEF", L"/d\xE9j\xE0/\xFF\x80.bin", L"q\"o'te<&>\t\n\r",
-      L"\x4E2D\x6587", L"a\x100", std::wstring(1024, L'x'), std::wstring(1025, L'7'), L"",
+      hex + hex + hex + hex,
+      L"abc",
+      L"1700000000",
+      L"123456789012",
+      L"1234567890123",
+      L"abcdeg",
+      L"abcdefg",
+      L"ABCDEF",
+      L"/d\xE9j\xE0/\xFF\x80.bin",
+      L"q\"o'te<&>\t\n\r",
+      L"\x4E2D\x6587",
+      L"a\x100",
+      std::wstring(1024, L'x'),
+      std::wstring(1025, L'7'),
+      L"",
   };
   const int kinds = static_cast<int>(sizeof values / sizeof values[0]);
   for (int count : {kinds, 40}) {

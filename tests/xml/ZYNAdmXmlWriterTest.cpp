@@ -13,9 +13,7 @@ using xmltest::Utf8;
 
 namespace {
 
-DString sUnits(std::vector<unsigned short> units) {
-  return DString(units.data(), static_cast<int>(units.size()));
-}
+DString sUnits(std::vector<unsigned short> units) { return DString(units.data(), static_cast<int>(units.size())); }
 
 // One element `name`, with the attribute v = `attribute` unless null, and text `text`.
 TEST(XmlWriter, QuotingEscapingAndNameEncodingGiveExactBytes) {
@@ -79,8 +77,12 @@ TEST(XmlWriter, FailuresReturnZeroAndLeaveTheStreamOpen) {
     ZYNAdmXmlElement element;
     int openResult, shortAtWrite, result;
   } cases[] = {
-      {ZYNAdmXmlElement(), 1, 0, 0}, {unnamedChild, 1, 0, 0}, {big, 0, 0, 0},
-      {big, 1, 1, 0},                {big, 1, 2, 0},          {big, 1, 0, 1},
+      {ZYNAdmXmlElement(), 1, 0, 0},
+      {unnamedChild, 1, 0, 0},
+      {big, 0, 0, 0},
+      {big, 1, 1, 0},
+      {big, 1, 2, 0},
+      {big, 1, 0, 1},
   };
   for (const Case& c : cases) {
     RecordingStream stream;

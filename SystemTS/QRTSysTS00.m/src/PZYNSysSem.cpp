@@ -1,7 +1,6 @@
 #include "PZYNSysSem.h"
 
-PZYNSysSem::PZYNSysSem(int maxCount, int initialCount)
-    : ZYNSysSemaphoreImpl(maxCount, initialCount), _references(1) {}
+PZYNSysSem::PZYNSysSem(int maxCount, int initialCount) : ZYNSysSemaphoreImpl(maxCount, initialCount), _references(1) {}
 
 PZYNSysSem::~PZYNSysSem() {}
 

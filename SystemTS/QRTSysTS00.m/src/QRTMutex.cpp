@@ -22,9 +22,7 @@ QRTMutex::QRTMutex(int lockNow, int recursive, int deferred) : _p(nullptr) {
   if (lockNow != 0) body->Lock();
 }
 
-QRTMutex::~QRTMutex() {
-  delete _p.exchange(nullptr, std::memory_order_acq_rel);
-}
+QRTMutex::~QRTMutex() { delete _p.exchange(nullptr, std::memory_order_acq_rel); }
 
 int QRTMutex::_Initialize(int useGlobal, int recursive) {
   bool viaGlobal = useGlobal != 0 && this != &_mutexGlobal;

@@ -19,12 +19,10 @@ static LinkedMapOfKeyValNode* sNext(LinkedMapOfKeyValNode const* node) {
   return static_cast<LinkedMapOfKeyValNode*>(node->next);
 }
 
-QRTSysTSHashMapOfIntToVoidPtr::QRTSysTSHashMapOfIntToVoidPtr(int size, float loadFactor) {
-  Init(size, loadFactor);
-}
+QRTSysTSHashMapOfIntToVoidPtr::QRTSysTSHashMapOfIntToVoidPtr(int size, float loadFactor) { Init(size, loadFactor); }
 
-QRTSysTSHashMapOfIntToVoidPtr::QRTSysTSHashMapOfIntToVoidPtr(QRTSysTSHashMapOfIntToVoidPtr const& source,
-                                                             int size, float loadFactor) {
+QRTSysTSHashMapOfIntToVoidPtr::QRTSysTSHashMapOfIntToVoidPtr(QRTSysTSHashMapOfIntToVoidPtr const& source, int size,
+                                                             float loadFactor) {
   Init(size, loadFactor);
   Fill(source);
 }
@@ -72,9 +70,7 @@ int QRTSysTSHashMapOfIntToVoidPtr::Hash(int const& key) const {
   return static_cast<int>((h & 0x7FFFFFFFu) % static_cast<uint32_t>(_table.GetLength()));
 }
 
-int QRTSysTSHashMapOfIntToVoidPtr::GetMinimumTableLength(int n) const {
-  return sCeilTimes(n, _inverseLoadFactor);
-}
+int QRTSysTSHashMapOfIntToVoidPtr::GetMinimumTableLength(int n) const { return sCeilTimes(n, _inverseLoadFactor); }
 
 // Moves the nodes, in iteration order, into a map built with (size, loadFactor), just
 // as re-putting every entry would, then takes over its table and factor. The node
@@ -138,9 +134,7 @@ int QRTSysTSHashMapOfIntToVoidPtr::Put(QRTSysTSHashMapOfIntToVoidPtr const& othe
   return ZYN_S_OK;
 }
 
-int QRTSysTSHashMapOfIntToVoidPtr::Get(int const& key, void*& value) const {
-  return _BucketOf(key)->Get(key, value);
-}
+int QRTSysTSHashMapOfIntToVoidPtr::Get(int const& key, void*& value) const { return _BucketOf(key)->Get(key, value); }
 
 void** QRTSysTSHashMapOfIntToVoidPtr::GetAsPtr(int const& key) { return _BucketOf(key)->GetAsPtr(key); }
 

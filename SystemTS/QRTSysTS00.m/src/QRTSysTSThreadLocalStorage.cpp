@@ -58,9 +58,7 @@ void* QRTSysTSThreadLocalStorage::GetValue(int key) {
 }
 
 // Runs as the key's destructor when a thread ends; the values stay with their owners.
-void QRTSysTSThreadLocalStorage::_ThreadCleanup(void* map) {
-  delete static_cast<QRTSysTSHashMapOfIntToVoidPtr*>(map);
-}
+void QRTSysTSThreadLocalStorage::_ThreadCleanup(void* map) { delete static_cast<QRTSysTSHashMapOfIntToVoidPtr*>(map); }
 
 // Key destructors don't run for the thread that calls exit, so its map goes here.
 void QRTSysTSThreadLocalStorage::_Cleanup() {

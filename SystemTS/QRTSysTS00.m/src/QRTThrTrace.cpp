@@ -1,16 +1,17 @@
 #include "QRTThrTrace.h"
 
 #include <arpa/inet.h>
-#include <cerrno>
-#include <cstdarg>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <pthread.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 
 std::atomic<int*> QRTThrDebugOn{nullptr};
 std::atomic<int*> QRTSckDebugOn{nullptr};

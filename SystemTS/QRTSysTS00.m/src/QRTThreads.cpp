@@ -1,12 +1,13 @@
 #include "QRTThreads.h"
 
+#include <unistd.h>
+
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <unistd.h>
 
 #include "QRTListThreads.h"
 #include "QRTMutex.h"
@@ -128,8 +129,7 @@ static QRTWaitingPoint* sMakeResetPoint() {
   return point;
 }
 
-QRTThreads::QRTThreads(char const* name, void* userArgument, int joinable, int, int alreadyRunning)
-    : _record(nullptr) {
+QRTThreads::QRTThreads(char const* name, void* userArgument, int joinable, int, int alreadyRunning) : _record(nullptr) {
   sFirstConstruction();
   QRTThreadsRecord* record = new QRTThreadsRecord();
   record->owner = this;
@@ -150,9 +150,10 @@ QRTThreads::QRTThreads(char const* name, void* userArgument, int joinable, int, 
     }
   }
   if (alreadyRunning != 0) {
-    fputs(" Argument IThreadAlreadyRunning in QRTThreads constructor should never be used ! "
-          "Please contact QRTThreads responsible.",
-          stdout);
+    fputs(
+        " Argument IThreadAlreadyRunning in QRTThreads constructor should never be used ! "
+        "Please contact QRTThreads responsible.",
+        stdout);
     RecordLock lock(record);
     record->status.fetch_or(Rec::kRunning);
     pthread_setspecific(QRTSysMTGetTheKey(), record);
@@ -310,13 +311,15 @@ int QRTThreads::Join() {
   if (endPoint != nullptr) {
     endPoint->Wait(-1);
     // Written on every join through an end point, error form and all.
-    if (traced) thread_trace("evt=err_endwp | rtn=join |thr=0x%x | tgt=%d \n", QRTThrTraceAddr(this), static_cast<int>(id));
+    if (traced)
+      thread_trace("evt=err_endwp | rtn=join |thr=0x%x | tgt=%d \n", QRTThrTraceAddr(this), static_cast<int>(id));
   } else {
     if ((old & Rec::kStartRequested) != 0) startPoint->Wait(-1);
     // A thread that was never created has no id to join.
     result = sHasId(id) ? pthread_join(id, nullptr) : ESRCH;
     if (result != 0 && traced) {
-      thread_trace("evt=err | rtn=join |thr=0x%x | tgt=%d | rc=%d\n", QRTThrTraceAddr(this), static_cast<int>(id), result);
+      thread_trace("evt=err | rtn=join |thr=0x%x | tgt=%d | rc=%d\n", QRTThrTraceAddr(this), static_cast<int>(id),
+                   result);
     }
   }
   if (traced) thread_trace("evt=ejoin | thr=0x%x\n", QRTThrTraceAddr(this));

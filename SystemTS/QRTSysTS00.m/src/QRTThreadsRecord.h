@@ -1,9 +1,10 @@
 #ifndef ZYN_SYSTEMTS_QRTTHREADSRECORD_H
 #define ZYN_SYSTEMTS_QRTTHREADSRECORD_H
 
+#include <pthread.h>
+
 #include <atomic>
 #include <cstdint>
-#include <pthread.h>
 
 class QRTMutex;
 class QRTThreads;
@@ -36,7 +37,7 @@ struct QRTThreadsRecord {
   QRTWaitingPoint* startPoint;
   QRTWaitingPoint* endPoint;  // only for a thread that isn't joinable
   pthread_attr_t attributes;
-  int32_t waitCounter;        // kept by the resource lock under trace; nothing reads it
+  int32_t waitCounter;  // kept by the resource lock under trace; nothing reads it
   QRTMutex* mutex;
   void* context;
 };

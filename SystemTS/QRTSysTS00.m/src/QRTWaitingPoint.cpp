@@ -1,10 +1,11 @@
 #include "QRTWaitingPoint.h"
 
+#include <pthread.h>
+#include <sys/time.h>
+
 #include <cerrno>
 #include <cstdint>
 #include <ctime>
-#include <pthread.h>
-#include <sys/time.h>
 
 #include "QRTThrTrace.h"
 #include "QRTThreadsRecord.h"
@@ -108,8 +109,8 @@ static timespec sDeadline(int timeoutMs) {
 static int sMillisUntil(timespec const& deadline) {
   timeval now;
   gettimeofday(&now, nullptr);
-  long long micros = (static_cast<long long>(deadline.tv_sec) - now.tv_sec) * 1000000LL +
-                     deadline.tv_nsec / 1000 - now.tv_usec;
+  long long micros =
+      (static_cast<long long>(deadline.tv_sec) - now.tv_sec) * 1000000LL + deadline.tv_nsec / 1000 - now.tv_usec;
   return static_cast<int>(micros / 1000);
 }
 
@@ -122,8 +123,8 @@ int QRTWaitingPoint::_WaitWithLimit(QRTWaitingPointData* data, int timeoutMs) {
   }
   if (QRTThrTraceIsOn()) {
     int check = sMillisUntil(deadline);
-    thread_trace("evt=wait | wp=0x%x  | timeout=%d(check=%d ms = %d s %d ms)\n", QRTThrTraceAddr(this),
-                 timeoutMs, check, check / 1000, check % 1000);
+    thread_trace("evt=wait | wp=0x%x  | timeout=%d(check=%d ms = %d s %d ms)\n", QRTThrTraceAddr(this), timeoutMs,
+                 check, check / 1000, check % 1000);
   }
   QRTThreadsRecord* record = QRTSysMTCurrentRecord();
   QRTSysMTMarkBlocked(record, true);

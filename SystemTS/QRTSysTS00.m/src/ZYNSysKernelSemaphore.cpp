@@ -1,8 +1,9 @@
 #include "ZYNSysKernelSemaphore.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <ctime>
-#include <unistd.h>
 
 int ZYNSysKernelSemaphore::TaskSelf() { return static_cast<int>(getpid()); }
 

@@ -23,7 +23,7 @@ static ZYNSysLifeCycleManager* sManager(bool* lost) {
 static ZYNSysLifeCycleManager* sExistingManager() { return s_pLifeCycleManager.load(std::memory_order_acquire); }
 
 void* ZYNSysLifeCycleGlobalFactoryInternal(char const*, void (*constructor)(void*), void (*stateChange)(int),
-                                          void (*systemCall)(int), unsigned short flag) {
+                                           void (*systemCall)(int), unsigned short flag) {
   if (constructor == nullptr) return nullptr;
   bool lost = false;
   ZYNSysLifeCycleManager* manager = sManager(&lost);
@@ -35,7 +35,7 @@ int ZYNSysLifeCycleGlobalFactoryPrivate(ZYNSysLifeCyclePriorFlag flag, void (*co
                                         void (*stateChange)(int), void (*systemCall)(int)) {
   unsigned short lowBits = static_cast<unsigned short>(static_cast<unsigned int>(flag) & 0xFFFFu);
   return ZYNSysLifeCycleGlobalFactoryInternal(nullptr, constructor, stateChange, systemCall, lowBits) != nullptr ? 0
-                                                                                                                : -1;
+                                                                                                                 : -1;
 }
 
 int ZYNSysLifeCycleGlobalFactory(void (*constructor)(void*), void (*stateChange)(int), void (*systemCall)(int)) {

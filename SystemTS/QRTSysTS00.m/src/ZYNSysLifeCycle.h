@@ -29,7 +29,7 @@ extern std::atomic<ZYNSysLifeCycleManager*> s_pLifeCycleManager;
 // null otherwise, so the public forms give -1 for a registration in the program's or the
 // private list; no caller uses the result.
 void* ZYNSysLifeCycleGlobalFactoryInternal(char const* name, void (*constructor)(void*), void (*stateChange)(int),
-                                          void (*systemCall)(int), unsigned short flag);
+                                           void (*systemCall)(int), unsigned short flag);
 int ZYNSysLifeCycleGlobalFactoryPrivate(ZYNSysLifeCyclePriorFlag flag, void (*constructor)(void*),
                                         void (*stateChange)(int), void (*systemCall)(int));
 int ZYNSysLifeCycleGlobalFactory(void (*constructor)(void*), void (*stateChange)(int), void (*systemCall)(int));

@@ -1,8 +1,9 @@
 #include "ZYNSysLifeCycleDynamicLoadManagerImplement.h"
 
+#include <dlfcn.h>
+
 #include <cstdio>
 #include <cstring>
-#include <dlfcn.h>
 
 #include "ZYNSysLifeCycle.h"
 #include "ZYNSysLifeCycleManager.h"

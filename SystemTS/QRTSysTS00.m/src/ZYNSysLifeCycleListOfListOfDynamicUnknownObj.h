@@ -17,8 +17,7 @@ class ZYNSysLifeCycleListOfListOfDynamicUnknownObj : public ZYNSysList {
 
  private:
   ZYNSysLifeCycleListOfListOfDynamicUnknownObj(ZYNSysLifeCycleListOfListOfDynamicUnknownObj const&) = delete;
-  ZYNSysLifeCycleListOfListOfDynamicUnknownObj& operator=(ZYNSysLifeCycleListOfListOfDynamicUnknownObj const&) =
-      delete;
+  ZYNSysLifeCycleListOfListOfDynamicUnknownObj& operator=(ZYNSysLifeCycleListOfListOfDynamicUnknownObj const&) = delete;
 };
 
 #endif

@@ -17,8 +17,7 @@ class ZYNSysLifeCycleManagerBase {
   virtual ~ZYNSysLifeCycleManagerBase();
 
   // A null constructor is refused. See ZYNSysLifeCycleGlobalFactoryInternal for the result.
-  void* Register(void (*constructor)(void*), void (*stateChange)(int), void (*systemCall)(int),
-                 unsigned short flag);
+  void* Register(void (*constructor)(void*), void (*stateChange)(int), void (*systemCall)(int), unsigned short flag);
 
   // Constructors, private list then program list, head to tail. 0, or -1 after the first.
   int DispatchInitialization();

@@ -3,12 +3,12 @@
 
 // How a list orders what Add gives it, and whether its cursor wraps at the ends.
 enum ZYNSysListType {
-  ZYNSysListLinear = 0,        // appended, cursor stops
-  ZYNSysListSorted = 1,        // sorted, cursor stops
-  ZYNSysListQueue = 2,         // appended, cursor stops
-  ZYNSysListSortedQueue = 3,   // sorted, cursor stops
-  ZYNSysListRing = 4,          // appended, cursor wraps
-  ZYNSysListSortedRing = 5,    // sorted, cursor wraps
+  ZYNSysListLinear = 0,       // appended, cursor stops
+  ZYNSysListSorted = 1,       // sorted, cursor stops
+  ZYNSysListQueue = 2,        // appended, cursor stops
+  ZYNSysListSortedQueue = 3,  // sorted, cursor stops
+  ZYNSysListRing = 4,         // appended, cursor wraps
+  ZYNSysListSortedRing = 5,   // sorted, cursor wraps
 };
 
 struct ZYNSysListElementStruct {
@@ -68,8 +68,7 @@ class ZYNSysList {
   void copylist(ZYNSysList const& other);
 
  private:
-  ZYNSysListElementStruct* _Insert(void const* item, ZYNSysListElementStruct* previous,
-                                   ZYNSysListElementStruct* next);
+  ZYNSysListElementStruct* _Insert(void const* item, ZYNSysListElementStruct* previous, ZYNSysListElementStruct* next);
   bool _IsSorted() const;
   bool _Wraps() const;
 

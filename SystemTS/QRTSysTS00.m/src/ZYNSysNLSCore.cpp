@@ -14,8 +14,8 @@
 #include "ZYNSysCLocale.h"
 #include "ZYNSysLifeCycle.h"
 
-extern "C" void __assert_fail(char const* assertion, char const* file, unsigned int line,
-                              char const* function) noexcept __attribute__((__noreturn__));
+extern "C" void __assert_fail(char const* assertion, char const* file, unsigned int line, char const* function) noexcept
+    __attribute__((__noreturn__));
 
 // Null stays null; the copy is freed with free.
 static char* sDup(char const* text) { return text == nullptr ? nullptr : strdup(text); }
@@ -504,6 +504,6 @@ static void sNLSCoreConstructorFunc(void*) {
 static void sNLSCoreStateChangeFunc(int) {}
 static void sNLSCoreSystemCallFunc(int) {}
 
-[[maybe_unused]] static int S_nlsCoreRegistered = ZYNSysLifeCycleGlobalFactoryPrivate(
-    static_cast<ZYNSysLifeCyclePriorFlag>(40965), sNLSCoreConstructorFunc, sNLSCoreStateChangeFunc,
-    sNLSCoreSystemCallFunc);
+[[maybe_unused]] static int S_nlsCoreRegistered =
+    ZYNSysLifeCycleGlobalFactoryPrivate(static_cast<ZYNSysLifeCyclePriorFlag>(40965), sNLSCoreConstructorFunc,
+                                        sNLSCoreStateChangeFunc, sNLSCoreSystemCallFunc);

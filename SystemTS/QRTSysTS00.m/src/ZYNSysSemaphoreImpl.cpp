@@ -21,9 +21,7 @@ ZYNSysSemaphoreImpl::~ZYNSysSemaphoreImpl() {
   _semaphore = nullptr;
 }
 
-int ZYNSysSemaphoreImpl::_Create() {
-  return ZYNSysKernelSemaphore::Create(_task, &_semaphore, 0, _count.load());
-}
+int ZYNSysSemaphoreImpl::_Create() { return ZYNSysKernelSemaphore::Create(_task, &_semaphore, 0, _count.load()); }
 
 static int sKernelResult(int result) {
   if (result > 0) return ZYNResultFromErrno(result);
