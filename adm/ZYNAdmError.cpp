@@ -1,3 +1,4 @@
+// ZYNAdmError.cpp - the per-thread error stack and its records.
 #include "ZYNAdmError.h"
 
 #include <pthread.h>

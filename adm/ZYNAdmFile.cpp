@@ -1,3 +1,4 @@
+// ZYNAdmFile.cpp - the file object: a parsed absolute path, folders made, access and deletion.
 #include "ZYNAdmFile.h"
 
 #include <sys/stat.h>

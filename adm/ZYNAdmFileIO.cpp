@@ -1,3 +1,4 @@
+// ZYNAdmFileIO.cpp - buffered files under a DString path.
 #include "ZYNAdmFileIO.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// ZYNAdmIFile.cpp - the file object's interface.
 #include "ZYNAdmIFile.h"
 
 #include "ZYNAdmFile.h"

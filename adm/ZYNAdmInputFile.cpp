@@ -1,3 +1,4 @@
+// ZYNAdmInputFile.cpp - a file read as a byte stream.
 #include "ZYNAdmInputFile.h"
 
 #include "ZYNAdmFileIO.h"

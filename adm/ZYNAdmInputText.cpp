@@ -1,3 +1,4 @@
+// ZYNAdmInputText.cpp - a text file read line by line.
 #include "ZYNAdmInputText.h"
 
 #include "ZYNAdmInputStream.h"

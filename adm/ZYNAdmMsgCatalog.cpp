@@ -1,3 +1,4 @@
+// ZYNAdmMsgCatalog.cpp - the message catalogue: keys and their parameters.
 #include "ZYNAdmMsgCatalog.h"
 
 #include <cstdio>

@@ -1,3 +1,4 @@
+// ZYNAdmNarrowText.cpp - the narrow form of a text for one system call.
 #include "ZYNAdmNarrowText.h"
 
 #include "ZYNAdmCodePage.h"

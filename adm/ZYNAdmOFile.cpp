@@ -1,3 +1,4 @@
+// ZYNAdmOFile.cpp - the file object's output side.
 #include "ZYNAdmOFile.h"
 
 #include "ZYNAdmFile.h"

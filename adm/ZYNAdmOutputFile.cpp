@@ -1,3 +1,4 @@
+// ZYNAdmOutputFile.cpp - a file written as a byte stream.
 #include "ZYNAdmOutputFile.h"
 
 #include "ZYNAdmFileIO.h"

@@ -1,3 +1,4 @@
+// ZYNAdmOutputStreamBuffer.cpp - a byte stream collected in memory.
 #include "ZYNAdmOutputStreamBuffer.h"
 
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// ZYNAdmOutputText.cpp - a text file written line by line.
 #include "ZYNAdmOutputText.h"
 
 #include <cstring>

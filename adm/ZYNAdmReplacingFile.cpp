@@ -1,3 +1,4 @@
+// ZYNAdmReplacingFile.cpp - a file written whole beside its final name, then renamed over it.
 #include "ZYNAdmReplacingFile.h"
 
 #include <fcntl.h>

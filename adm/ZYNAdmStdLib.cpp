@@ -1,3 +1,4 @@
+// ZYNAdmStdLib.cpp - narrow-path system calls that report errno values.
 #include "ZYNAdmStdLib.h"
 
 #include <dirent.h>

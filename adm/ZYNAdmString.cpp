@@ -1,3 +1,4 @@
+// ZYNAdmString.cpp - string helpers of the administration layer.
 #include "ZYNAdmString.h"
 
 #include <cstdio>

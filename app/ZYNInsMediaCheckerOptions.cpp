@@ -1,3 +1,4 @@
+// ZYNInsMediaCheckerOptions.cpp - the command line: options, media shape, banner and help.
 #include "ZYNInsMediaCheckerOptions.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// ZYNInsMsg.cpp - console output: built messages, traces and debug lines.
 #include "ZYNInsMsg.h"
 
 #include <cstdio>

@@ -1,3 +1,4 @@
+// main.cpp - the run sequence: options, then generate, check or the relaunch.
 #include <unistd.h>
 
 #include <cstdio>

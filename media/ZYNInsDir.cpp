@@ -1,3 +1,4 @@
+// ZYNInsDir.cpp - path and folder helpers: names, parents, listing, the temporary folder.
 #include "ZYNInsDir.h"
 
 #include <sys/stat.h>

@@ -1,3 +1,4 @@
+// ZYNInsMediaCheckerServicesDisplay.cpp - the error stack shown on the console as one block.
 #include "DStrings.h"
 #include "ZYNAdmError.h"
 #include "ZYNInsMediaCheckerServices.h"

@@ -1,3 +1,4 @@
+// DString.cpp - the string value: shared records, copy on write, comparison and concatenation.
 #include "DString.h"
 
 #include <cstdlib>

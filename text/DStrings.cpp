@@ -1,3 +1,4 @@
+// DStrings.cpp - the ordered vector of string values.
 #include "DStrings.h"
 
 #include <stdlib.h>

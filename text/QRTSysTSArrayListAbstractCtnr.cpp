@@ -1,3 +1,4 @@
+// QRTSysTSArrayListAbstractCtnr.cpp - the untyped array under the string vector.
 #include "QRTSysTSArrayListAbstractCtnr.h"
 
 #include <climits>

@@ -1,3 +1,4 @@
+// QRTSysTSCodePage.cpp - the code page of the system layer.
 #include "QRTSysTSCodePage.h"
 
 #include "ZYNSysCodePage.h"

@@ -1,3 +1,4 @@
+// ZYNAdmCodePage.cpp - text between the string value and narrow text in the code page or UTF-8.
 #include "ZYNAdmCodePage.h"
 
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// ZYNAdmEnv.cpp - environment variables as string values.
 #include "ZYNAdmEnv.h"
 
 #include <cstdlib>

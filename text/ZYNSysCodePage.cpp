@@ -1,3 +1,4 @@
+// ZYNSysCodePage.cpp - code page conversion through iconv, with bytes it rejects kept.
 #include "ZYNSysCodePage.h"
 
 #include <strings.h>

@@ -1,3 +1,4 @@
+// ZYNSysIConvTSWrap.cpp - iconv descriptors, one set per thread.
 #include "ZYNSysIConvTSWrap.h"
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// ZYNAdmSHA256.cpp - SHA-256 as an output stream, and the digest of a whole input stream.
 #include "ZYNAdmSHA256.h"
 
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// ZYNAdmSHA256Engine.cpp - the SHA-256 block engine: the CPU's SHA instructions or the portable rounds.
 #include "ZYNAdmSHA256Engine.h"
 
 #include <atomic>

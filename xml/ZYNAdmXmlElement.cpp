@@ -1,3 +1,4 @@
+// ZYNAdmXmlElement.cpp - the XML element tree: shared bodies, sorted attributes, compact values.
 #include "ZYNAdmXmlElement.h"
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// ZYNAdmXmlHash.cpp - the seal of a tree.
 #include "ZYNAdmXmlHash.h"
 
 #include "ZYNAdmSHA256.h"

@@ -1,3 +1,4 @@
+// ZYNAdmXmlOutputFormatter.cpp - line ends and tabs put into the compact XML form.
 #include "ZYNAdmXmlOutputFormatter.h"
 
 #include <algorithm>

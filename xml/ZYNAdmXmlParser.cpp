@@ -1,3 +1,4 @@
+// ZYNAdmXmlParser.cpp - ZYNAdmXmlParser::Parse: a byte stream to an element tree.
 #include "ZYNAdmXmlParser.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// ArrayListOfLinkedMapOfKeyVal.cpp - an array of key-value maps, the life-cycle manager's registration lists.
 #include "ArrayListOfLinkedMapOfKeyVal.h"
 
 #include <cstdint>

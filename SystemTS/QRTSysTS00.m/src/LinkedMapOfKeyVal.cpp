@@ -1,3 +1,4 @@
+// LinkedMapOfKeyVal.cpp - a linked map of keys to values, kept in insertion order.
 #include "LinkedMapOfKeyVal.h"
 
 #include <new>

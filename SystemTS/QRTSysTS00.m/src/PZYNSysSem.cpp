@@ -1,3 +1,4 @@
+// PZYNSysSem.cpp - the kernel semaphore behind the counted semaphores.
 #include "PZYNSysSem.h"
 
 PZYNSysSem::PZYNSysSem(int maxCount, int initialCount) : ZYNSysSemaphoreImpl(maxCount, initialCount), _references(1) {}

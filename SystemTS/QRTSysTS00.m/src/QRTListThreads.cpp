@@ -1,3 +1,4 @@
+// QRTListThreads.cpp - the process-wide list of thread objects.
 #include "QRTListThreads.h"
 
 #include "QRTMutex.h"

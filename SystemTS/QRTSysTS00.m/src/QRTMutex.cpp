@@ -1,3 +1,4 @@
+// QRTMutex.cpp - the mutex handle, its deferred body and the global mutex.
 #include "QRTMutex.h"
 
 #include "QRTMutexUnix.h"

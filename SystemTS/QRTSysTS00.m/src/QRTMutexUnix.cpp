@@ -1,3 +1,4 @@
+// QRTMutexUnix.cpp - the POSIX body of a mutex, plain or recursive.
 #include "QRTMutexUnix.h"
 
 #include "QRTThrTrace.h"

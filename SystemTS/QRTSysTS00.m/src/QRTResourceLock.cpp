@@ -1,3 +1,4 @@
+// QRTResourceLock.cpp - a lock on a resource, the handle.
 #include "QRTResourceLock.h"
 
 #include "QRTResourceLockImpl.h"

@@ -1,3 +1,4 @@
+// QRTResourceLockImpl.cpp - a lock on a resource, the body.
 #include "QRTResourceLockImpl.h"
 
 #include "QRTThrTrace.h"

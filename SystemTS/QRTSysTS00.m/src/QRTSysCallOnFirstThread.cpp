@@ -1,3 +1,4 @@
+// QRTSysCallOnFirstThread.cpp - functions registered to run when the first thread object is made.
 #include "QRTSysCallOnFirstThread.h"
 
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// QRTSysMTGlobalMutex.cpp - the global mutexes that guard lazy creation of shared objects.
 #include "QRTSysMTGlobalMutex.h"
 
 #include <atomic>

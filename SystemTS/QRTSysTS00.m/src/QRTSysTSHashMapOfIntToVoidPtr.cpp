@@ -1,3 +1,4 @@
+// QRTSysTSHashMapOfIntToVoidPtr.cpp - the integer-keyed hash map of pointers.
 #include "QRTSysTSHashMapOfIntToVoidPtr.h"
 
 #include <cmath>

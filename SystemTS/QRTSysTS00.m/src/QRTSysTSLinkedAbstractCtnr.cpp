@@ -1,3 +1,4 @@
+// QRTSysTSLinkedAbstractCtnr.cpp - the doubly linked container under the system lists.
 #include "QRTSysTSLinkedAbstractCtnr.h"
 
 void QRTSysTSLinkedAbstractCtnr::PushBack(QRTSysTSLinkedNode* node) {

@@ -1,3 +1,4 @@
+// QRTSysTSThreadLocalStorage.cpp - integer keys with one pointer value per thread.
 #include "QRTSysTSThreadLocalStorage.h"
 
 #include <pthread.h>

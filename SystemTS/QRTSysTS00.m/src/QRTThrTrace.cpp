@@ -1,3 +1,4 @@
+// QRTThrTrace.cpp - the thread trace channel: to a file, a standard stream or a TCP port.
 #include "QRTThrTrace.h"
 
 #include <arpa/inet.h>

@@ -1,3 +1,4 @@
+// QRTThreads.cpp - threads: start, end, join, and the record each thread holds.
 #include "QRTThreads.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// QRTWaitingPoint.cpp - the waiting point, an event threads wait on until it is broadcast.
 #include "QRTWaitingPoint.h"
 
 #include <pthread.h>

@@ -1,3 +1,4 @@
+// ZYNSysCLocale.cpp - the C library locale, set once and read by the code pages.
 #include "ZYNSysCLocale.h"
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// ZYNSysContext.cpp - the per-thread context handed from a thread to the threads it starts.
 #include "ZYNSysContext.h"
 
 #include <atomic>

@@ -1,3 +1,4 @@
+// ZYNSysFifoList.cpp - the lock-free first-in first-out list.
 #include "ZYNSysFifoList.h"
 
 static fifo_list_elem* sLoad(fifo_list_elem* const& slot) { return __atomic_load_n(&slot, __ATOMIC_ACQUIRE); }

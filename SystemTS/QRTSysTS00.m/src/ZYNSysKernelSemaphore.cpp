@@ -1,3 +1,4 @@
+// ZYNSysKernelSemaphore.cpp - POSIX semaphores standing in for the kernel semaphores of the design.
 #include "ZYNSysKernelSemaphore.h"
 
 #include <unistd.h>

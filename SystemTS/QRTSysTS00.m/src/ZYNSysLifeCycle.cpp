@@ -1,3 +1,4 @@
+// ZYNSysLifeCycle.cpp - the registration of objects with the life-cycle manager.
 #include "ZYNSysLifeCycle.h"
 
 #include "ZYNSysLifeCycleDynamicLoadManager.h"

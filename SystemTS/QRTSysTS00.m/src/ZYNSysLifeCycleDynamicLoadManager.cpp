@@ -1,3 +1,4 @@
+// ZYNSysLifeCycleDynamicLoadManager.cpp - the life-cycle manager's loader of shared libraries, the handle.
 #include "ZYNSysLifeCycleDynamicLoadManager.h"
 
 ZYNSysLifeCycleDynamicLoadManager::ZYNSysLifeCycleDynamicLoadManager() : _mutex(0, 1, 0) {}

@@ -1,3 +1,4 @@
+// ZYNSysLifeCycleListOfDynamicObj.cpp - the life-cycle manager's list of objects from shared libraries.
 #include "ZYNSysLifeCycleListOfDynamicObj.h"
 
 #include <cstring>

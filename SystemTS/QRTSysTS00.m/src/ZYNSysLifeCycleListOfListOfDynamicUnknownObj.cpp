@@ -1,3 +1,4 @@
+// ZYNSysLifeCycleListOfListOfDynamicUnknownObj.cpp - the life-cycle manager's lists of unknown objects, by library.
 #include "ZYNSysLifeCycleListOfListOfDynamicUnknownObj.h"
 
 #include "ZYNSysLifeCycleListOfDynamicObj.h"

@@ -1,3 +1,4 @@
+// ZYNSysLifeCycleListOfPrivateObj.cpp - the life-cycle manager's list of the process's own objects.
 #include "ZYNSysLifeCycleListOfPrivateObj.h"
 
 #include "ZYNSysLifeCycle.h"

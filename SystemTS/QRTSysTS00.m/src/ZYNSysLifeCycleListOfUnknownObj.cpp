@@ -1,3 +1,4 @@
+// ZYNSysLifeCycleListOfUnknownObj.cpp - the life-cycle manager's list of objects known by interface only.
 #include "ZYNSysLifeCycleListOfUnknownObj.h"
 
 #include "ZYNSysLifeCycle.h"

@@ -1,3 +1,4 @@
+// ZYNSysLifeCycleManager.cpp - the life-cycle manager of the process.
 #include "ZYNSysLifeCycleManager.h"
 
 ZYNSysLifeCycleManager* ZYNSysLifeCycleManager::S_pSingletonPtr = nullptr;

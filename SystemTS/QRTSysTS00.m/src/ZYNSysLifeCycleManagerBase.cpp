@@ -1,3 +1,4 @@
+// ZYNSysLifeCycleManagerBase.cpp - the life-cycle manager: registration and dispatch order.
 #include "ZYNSysLifeCycleManagerBase.h"
 
 #include <cstring>

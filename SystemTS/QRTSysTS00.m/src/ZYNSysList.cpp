@@ -1,3 +1,4 @@
+// ZYNSysList.cpp - the ordered list of the life-cycle manager.
 #include "ZYNSysList.h"
 
 ZYNSysList::ZYNSysList(ZYNSysListType type, bool allowDuplicates)

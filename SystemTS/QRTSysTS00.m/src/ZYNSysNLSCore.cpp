@@ -1,3 +1,4 @@
+// ZYNSysNLSCore.cpp - the language environment: the SUPPLANG_K6 table, the locale and its code page.
 #include "ZYNSysNLSCore.h"
 
 #include <atomic>

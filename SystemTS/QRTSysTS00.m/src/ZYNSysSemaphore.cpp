@@ -1,3 +1,4 @@
+// ZYNSysSemaphore.cpp - counted semaphores: the factory.
 #include "ZYNSysSemaphore.h"
 
 #include "ZYNResult.h"

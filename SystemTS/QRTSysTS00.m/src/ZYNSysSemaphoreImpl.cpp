@@ -1,3 +1,4 @@
+// ZYNSysSemaphoreImpl.cpp - a counted semaphore with a fixed maximum.
 #include "ZYNSysSemaphoreImpl.h"
 
 #include "ZYNResult.h"

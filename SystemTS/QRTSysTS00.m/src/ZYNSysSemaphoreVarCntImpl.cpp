@@ -1,3 +1,4 @@
+// ZYNSysSemaphoreVarCntImpl.cpp - a counted semaphore whose maximum can change.
 #include "ZYNSysSemaphoreVarCntImpl.h"
 
 #include <climits>

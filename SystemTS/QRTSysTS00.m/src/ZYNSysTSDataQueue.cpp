@@ -1,3 +1,4 @@
+// ZYNSysTSDataQueue.cpp - a first-in first-out queue of pointers for several threads.
 #include "ZYNSysTSDataQueue.h"
 
 #include "ZYNSysSemaphore.h"

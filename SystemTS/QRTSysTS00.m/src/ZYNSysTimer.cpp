@@ -1,3 +1,4 @@
+// ZYNSysTimer.cpp - the timer: elapsed and process times.
 #include "ZYNSysTimer.h"
 
 ZYNSysTimer::ZYNSysTimer()
