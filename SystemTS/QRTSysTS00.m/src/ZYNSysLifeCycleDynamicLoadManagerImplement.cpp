@@ -1,4 +1,4 @@
-// ZYNSysLifeCycleDynamicLoadManagerImplement.cpp - the life-cycle manager's loader of shared libraries, dlopen and dlsym.
+// ZYNSysLifeCycleDynamicLoadManagerImplement.cpp - the loader of shared libraries: dlopen and dlsym.
 #include "ZYNSysLifeCycleDynamicLoadManagerImplement.h"
 
 #include <dlfcn.h>
