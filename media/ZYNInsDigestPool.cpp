@@ -9,6 +9,7 @@
 
 #include "QRTMutex.h"
 #include "QRTThreads.h"
+#include "QRTWorkers.h"
 #include "ZYNAdmError.h"
 #include "ZYNAdmSHA256.h"
 #include "ZYNInsEntryInputFile.h"
@@ -38,14 +39,7 @@ ZYNInsDigestPool::ZYNInsDigestPool() {
   _finished.reset(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0));
   _reopen.reset(new QRTMutex(0, 0, 0));
   if (!_queued || !_finished) return;
-  for (int i = 0; i < processors; ++i) {
-    std::unique_ptr<QRTThreads> worker(new QRTThreads("digest", this, 1, 0, 0));
-    worker->SetFunction(&ZYNInsDigestPool::_WorkerMain);
-    // A thread that could not be created has no id; joining it would wait for ever.
-    worker->Run(0);
-    if (worker->GetThreadId() == pthread_t()) break;
-    _workers.push_back(std::move(worker));
-  }
+  QRTStartWorkers("digest", &ZYNInsDigestPool::_WorkerMain, this, processors, _workers);
 }
 
 ZYNInsDigestPool::~ZYNInsDigestPool() {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "QRTThreads.h"
+#include "QRTWorkers.h"
 #include "ZYNAdmOutputStream.h"
 #include "ZYNAdmSHA256.h"
 #include "ZYNAdmXmlElement.h"
@@ -146,14 +147,7 @@ SRanges::SRanges(std::vector<const ZYNAdmXmlElement*> const& lists, int workers)
   _written.reset(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0));
   _room.reset(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0));
   if (!_written || !_room) return;
-  for (int i = 0; i < workers; ++i) {
-    std::unique_ptr<QRTThreads> worker(new QRTThreads("xml digest", this, 1, 0, 0));
-    worker->SetFunction(&SRanges::sWorkerMain);
-    worker->Run(0);
-    // A thread that could not be created has no id; joining it would wait for ever.
-    if (worker->GetThreadId() == pthread_t()) break;
-    _workers.push_back(std::move(worker));
-  }
+  QRTStartWorkers("xml digest", &SRanges::sWorkerMain, this, workers, _workers);
 }
 
 SRanges::~SRanges() {
