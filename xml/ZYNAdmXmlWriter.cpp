@@ -137,6 +137,28 @@ bool sWriteName(SOutput& out, const DString& name) {
   return true;
 }
 
+// The units each kind of text replaces by an entity, and the entities.
+struct SEntity {
+  unsigned short unit;
+  const char* text;
+};
+const SEntity S_AttributeEntities[] = {{'<', S_LT},   {'&', S_AMP},  {'"', S_QUOT}, {9, "&#x9;"},
+                                       {10, "&#xA;"}, {13, "&#xD;"}, {0, nullptr}};
+const SEntity S_TextEntities[] = {{'<', S_LT}, {'>', S_GT}, {'&', S_AMP}, {'"', S_QUOT}, {0, nullptr}};
+
+// `units` with each unit of `entities` written as its entity.
+bool sWriteEscaped(SOutput& out, const unsigned short* units, int length, const SEntity* entities) {
+  int start = 0;
+  for (int i = 0; i < length; ++i) {
+    const SEntity* entity = entities;
+    while (entity->text != nullptr && entity->unit != units[i]) ++entity;
+    if (entity->text == nullptr) continue;
+    if (!sWriteToBuffer(out, units + start, i - start) || !sPutAscii(out, entity->text)) return false;
+    start = i + 1;
+  }
+  return sWriteToBuffer(out, units + start, length - start);
+}
+
 // encodeAttributeValue, written straight to the output with its quotes. A value that
 // needs no escape keeps its bytes and takes whichever quote it doesn't contain; only a
 // value with both quotes, `<`, `&` or a control unit is rewritten between double quotes.
@@ -155,65 +177,12 @@ bool sWriteAttributeValue(SOutput& out, const unsigned short* units, int length)
     unsigned char quote = hasQuot ? '\'' : '"';
     return sPutByte(out, quote) && sWriteToBuffer(out, units, length) && sPutByte(out, quote);
   }
-  if (!sPutByte(out, '"')) return false;
-  int start = 0;
-  for (int i = 0; i < length; ++i) {
-    const char* entity;
-    switch (units[i]) {
-      case '<':
-        entity = S_LT;
-        break;
-      case '&':
-        entity = S_AMP;
-        break;
-      case '"':
-        entity = S_QUOT;
-        break;
-      case 9:
-        entity = "&#x9;";
-        break;
-      case 10:
-        entity = "&#xA;";
-        break;
-      case 13:
-        entity = "&#xD;";
-        break;
-      default:
-        continue;
-    }
-    if (!sWriteToBuffer(out, units + start, i - start) || !sPutAscii(out, entity)) return false;
-    start = i + 1;
-  }
-  return sWriteToBuffer(out, units + start, length - start) && sPutByte(out, '"');
+  return sPutByte(out, '"') && sWriteEscaped(out, units, length, S_AttributeEntities) && sPutByte(out, '"');
 }
 
 // Element text keeps tabs, line ends and apostrophes; only the four markup units change.
 bool sWriteText(SOutput& out, const DString& text) {
-  const unsigned short* units = text.ConvertToUCChar();
-  int length = text.Length();
-  int start = 0;
-  for (int i = 0; i < length; ++i) {
-    const char* entity;
-    switch (units[i]) {
-      case '<':
-        entity = S_LT;
-        break;
-      case '>':
-        entity = S_GT;
-        break;
-      case '&':
-        entity = S_AMP;
-        break;
-      case '"':
-        entity = S_QUOT;
-        break;
-      default:
-        continue;
-    }
-    if (!sWriteToBuffer(out, units + start, i - start) || !sPutAscii(out, entity)) return false;
-    start = i + 1;
-  }
-  return sWriteToBuffer(out, units + start, length - start);
+  return sWriteEscaped(out, text.ConvertToUCChar(), text.Length(), S_TextEntities);
 }
 
 // Compact values are read through the scratch units, so writing a tree leaves it as
