@@ -31,13 +31,12 @@ void ZYNInsDigestFolder::Release() {
   if (last >= 0) close(last);
 }
 
-ZYNInsDigestPool::ZYNInsDigestPool() {
+ZYNInsDigestPool::ZYNInsDigestPool() : _reopen(new QRTMutex(0, 0, 0)) {
   int processors = QRTThreads::GetProcessorsNumber();
   if (processors < 2) return;
   _queue.reset(ZYNSysTSDataQueue::CreateEmptyQueue(0, 0));
   _queued.reset(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0));
   _finished.reset(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0));
-  _reopen.reset(new QRTMutex(0, 0, 0));
   if (!_queued || !_finished) return;
   QRTStartWorkers("digest", &ZYNInsDigestPool::_WorkerMain, this, processors, _workers);
 }
@@ -91,7 +90,7 @@ bool ZYNInsDigestPool::_DoQueuedChunk() {
 int ZYNInsDigestPool::_FolderFd(ZYNInsDigestFolder& folder) {
   int fd = folder.fd.load(std::memory_order_acquire);
   if (fd >= 0 || folder.narrowPath.empty()) return fd;
-  if (!_reopen) return open(folder.narrowPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  // Kept in the folder, so that its last digest closes it, with or without workers.
   _reopen->Lock();
   fd = folder.fd.load(std::memory_order_acquire);
   if (fd < 0) {

@@ -154,3 +154,26 @@ TEST(ZYNInsDigestPool, WalkNeitherLoopsNorMisreads) {
     }
   }
 }
+
+// Past the budget of open folders, folders are opened again by path for their digests,
+// and closed again: with one thread as with every core, a low limit of open files holds.
+TEST(ZYNInsDigestPool, FoldersBeyondTheOpenFileBudgetAreOpenedAgain) {
+  ZYNTestTempTree tree;
+  for (std::string dir : {"m", "m/1"}) tree.Dir(dir);
+  for (int folder = 0; folder < 60; ++folder) {
+    std::string dir = "m/1/f" + std::to_string(folder);
+    tree.Dir(dir);
+    for (std::string file : {"/a", "/b", "/c"}) SetTime(tree.File(dir + file, dir + file), 1600000000);
+  }
+  std::string cd1 = tree.Path("m/1"), ref = "m/1/0data/MediaContent.xml";
+  ASSERT_EQ(0, RunZyn({"-generate", "-CD1Path", cd1, "-xml", tree.Path("r.xml")}).status);
+  std::string expected = tree.Read(ref);
+  for (bool oneThread : {true, false}) {
+    unlink(tree.Path(ref).c_str());
+    ChildResult r = RunZyn({"-c", "ulimit -n 40 && exec \"$0\" -generate -CD1Path \"$1\" -xml \"$2\"", ZYN_EXE_PATH,
+                            cd1, tree.Path("r.xml")},
+                           {oneThread ? "QRTSysMultiThreading=FALSE" : "QRTSysMultiThreading"}, "", "/bin/sh");
+    EXPECT_EQ(0, r.status) << oneThread << r.out;
+    EXPECT_EQ(expected, tree.Read(ref)) << oneThread;
+  }
+}
