@@ -2,6 +2,7 @@
 // bytes, so every rule below (quoting, escapes, name encoding, the declaration) is part of
 // the format of the files on media and must not move by one byte.
 
+#include <cstdint>
 #include <vector>
 
 #include "ZYNAdmCodePage.h"
@@ -142,14 +143,26 @@ struct SEntity {
   unsigned short unit;
   const char* text;
 };
-const SEntity S_AttributeEntities[] = {{'<', S_LT},   {'&', S_AMP},  {'"', S_QUOT}, {9, "&#x9;"},
-                                       {10, "&#xA;"}, {13, "&#xD;"}, {0, nullptr}};
-const SEntity S_TextEntities[] = {{'<', S_LT}, {'>', S_GT}, {'&', S_AMP}, {'"', S_QUOT}, {0, nullptr}};
+constexpr SEntity S_AttributeEntities[] = {{'<', S_LT},   {'&', S_AMP},  {'"', S_QUOT}, {9, "&#x9;"},
+                                           {10, "&#xA;"}, {13, "&#xD;"}, {0, nullptr}};
+constexpr SEntity S_TextEntities[] = {{'<', S_LT}, {'>', S_GT}, {'&', S_AMP}, {'"', S_QUOT}, {0, nullptr}};
+
+// The units of a table below 64 as bits: every unit with an entity is one of them, so
+// most units are passed over at the cost of one test.
+constexpr uint64_t sEntityMask(const SEntity* entities) {
+  uint64_t mask = 0;
+  for (; entities->text != nullptr; ++entities) mask |= uint64_t{1} << entities->unit;
+  return mask;
+}
+constexpr uint64_t S_AttributeMask = sEntityMask(S_AttributeEntities);
+constexpr uint64_t S_TextMask = sEntityMask(S_TextEntities);
 
 // `units` with each unit of `entities` written as its entity.
 bool sWriteEscaped(SOutput& out, const unsigned short* units, int length, const SEntity* entities) {
+  const uint64_t mask = entities == S_AttributeEntities ? S_AttributeMask : S_TextMask;
   int start = 0;
   for (int i = 0; i < length; ++i) {
+    if (units[i] >= 64 || ((mask >> units[i]) & 1) == 0) continue;
     const SEntity* entity = entities;
     while (entity->text != nullptr && entity->unit != units[i]) ++entity;
     if (entity->text == nullptr) continue;
