@@ -15,19 +15,6 @@ typedef ZYNInsMediaCheckerServices Services;
 
 static const wchar_t S_ToolVersion[] = L"1.1";
 
-// The CD elements of the reference, one for each volume of the media; -1 without CDs,
-// which the scan reports in its own words.
-static int sVolumeCount(ZYNAdmXmlElement const& reference) {
-  ZYNAdmXmlElement cds;
-  if (Services::GetFirstElement(reference, DString(L"CDs"), cds) == 0) return -1;
-  DString const wanted(L"CD");
-  int count = 0;
-  for (ZYNAdmXmlElement const& cd : cds.Children()) {
-    if (cd.HasName(wanted)) ++count;
-  }
-  return count;
-}
-
 // A run that stops before its verdict still leaves its reason in a report.
 static int sStop(DString const& reason, DString const& relData) {
   Services::DisplayError(reason);
@@ -57,7 +44,8 @@ int ZYNInsMediaCheckerServices::CheckMode() {
   }
   // A volume the media lacks would be skipped without a word and the check pass on
   // nothing: refused as any invalid -cds value is, before a volume is scanned.
-  int volumes = sVolumeCount(reference);
+  // Without CDs the scan reports the reference in its own words.
+  int volumes = ZYNInsMediaGeometry::VolumeCount(reference);
   if (volumes >= 0 && Options::CheckCDsToCheck(volumes) != 0) {
     DisplayError(ZYNAdmError::Pop());
     return 2;

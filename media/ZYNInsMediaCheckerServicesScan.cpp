@@ -523,14 +523,6 @@ static void sDebug(wchar_t const* text, DString const& value = DString()) {
   ZYNInsMsg::Debug(DString(L"{ZYNInsMediaCheckerServices::GetMediaXmlView}") + text + value);
 }
 
-static int sCountChildren(ZYNAdmXmlElement const& parent, DString const& name) {
-  int count = 0;
-  for (ZYNAdmXmlElement const& child : parent.Children()) {
-    if (child.HasName(name)) ++count;
-  }
-  return count;
-}
-
 // The path of a volume whose path nobody has given: ZYNInsScanDone, or ZYNInsScanCancelled.
 static int sComputeCDPath(int cdIndex, DString& cdPath) {
   sDebug(L" no path has been save for the volume ", sNumber(cdIndex) + L", try to compute it.");
@@ -581,12 +573,11 @@ static int sPlan(ZYNAdmXmlElement& media, DStrings const& list, SMediaPlan& plan
     plan.relData = ZYNAdmXmlElement(DString(L"RelData"));
     return ZYNInsScanDone;
   }
-  ZYNAdmXmlElement cds;
-  if (Services::GetFirstElement(media, DString(L"CDs"), cds) == 0) {
+  plan.count = ZYNInsMediaGeometry::VolumeCount(media);
+  if (plan.count < 0) {
     errors += L"Internal error";
     return ZYNInsScanFailed;
   }
-  plan.count = sCountChildren(cds, DString(L"CD"));
   plan.refHash = ZYNAdmXmlHash::GetHash(media);
   Services::GetRelData(media, plan.relText);
   // A copy: the reference's content goes with the reset of step 5.

@@ -2,13 +2,26 @@
 #include "ZYNInsMediaGeometry.h"
 
 #include "ZYNAdmStdLib.h"
+#include "ZYNAdmXmlElement.h"
 #include "ZYNInsMediaCheckerOptions.h"
+#include "ZYNInsMediaCheckerServices.h"
 
 typedef ZYNInsMediaCheckerOptions Options;
 
 DString ZYNInsMediaGeometry::ReferenceName() { return DString(L"MediaContent.xml"); }
 
 DString ZYNInsMediaGeometry::ReferenceTail() { return DString(L"/0data/") + ReferenceName(); }
+
+int ZYNInsMediaGeometry::VolumeCount(ZYNAdmXmlElement const& reference) {
+  ZYNAdmXmlElement cds;
+  if (ZYNInsMediaCheckerServices::GetFirstElement(reference, DString(L"CDs"), cds) == 0) return -1;
+  DString const wanted(L"CD");
+  int count = 0;
+  for (ZYNAdmXmlElement const& cd : cds.Children()) {
+    if (cd.HasName(wanted)) ++count;
+  }
+  return count;
+}
 
 DString ZYNInsMediaGeometry::OuterVolumeText(int cdIndex) {
   return DString::FromNum(Options::GetRelativeAmCdIndex(cdIndex), "%d");

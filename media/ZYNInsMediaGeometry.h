@@ -6,6 +6,8 @@
 
 #include "DString.h"
 
+class ZYNAdmXmlElement;
+
 // Where a path given for a volume of an Assembly Media leads.
 enum ZYNInsAssemblyPath {
   ZYNInsAssemblyPathMissing = 0,  // neither the path nor the folder below it
@@ -22,6 +24,8 @@ class ZYNInsMediaGeometry {
   static DString ReferenceName();
   // "/0data/MediaContent.xml", the reference file below a volume's folder.
   static DString ReferenceTail();
+  // The volumes a reference describes: its CD elements under CDs; -1 without CDs.
+  static int VolumeCount(ZYNAdmXmlElement const& reference);
   // The outer volume number of volume `cdIndex`, in decimal.
   static DString OuterVolumeText(int cdIndex);
   // The folder of volume `cdIndex` of a file tree that nobody has named.
