@@ -1,15 +1,19 @@
 // The file-by-file comparison of a fresh view with the reference, run only when their
 // seals differ. References hold a hundred thousand files and more, so every look-up by
-// path goes through an index and every removal through one rebuild of a child list;
-// the findings and their order are those of a walk that searches each volume from its
-// first file and removes matched files as it goes.
+// path goes through an index, every removal through one rebuild of a child list, and
+// each file's path, hash and timestamp are read in place, once a pass, with no string
+// made unless a finding quotes them. The findings and their order are those of a walk
+// that searches each volume from its first file and removes matched files as it goes.
 //
 // Names "CD" and "File" are matched here with DString's own equality, loose as it is (a
 // longer name led by a unit whose low byte is 0 passes), as the comparison always has:
 // what passes here is what the seal of the reference covered.
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
+#include <cstring>
+#include <memory>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -45,51 +49,200 @@ struct TextHash {
   }
 };
 
-// The File children of one scanned volume, by path. A search from the first child finds
-// the earliest file of a path that is still there, and only matches of the time pass
-// leave, so each path keeps its files in order and a cursor on the first one left.
-class ScannedVolume {
+struct Units {
+  unsigned short const* at = nullptr;
+  int length = 0;
+};
+
+std::uint64_t HashOf(Units text) {
+  std::uint64_t hash = 1469598103934665603ull;
+  for (int i = 0; i < text.length; ++i) hash = (hash ^ text.at[i]) * 1099511628211ull;
+  return hash;
+}
+
+bool SameUnits(Units a, Units b) {
+  return a.length == b.length &&
+         (a.length == 0 || std::memcmp(a.at, b.at, sizeof(unsigned short) * static_cast<std::size_t>(a.length)) == 0);
+}
+
+// DString's equality, loose as it is: of two texts of different lengths the longer is
+// taken for equal when its first unit's low byte is 0.
+bool LooselyEqual(Units a, Units b) {
+  if (a.length == b.length) return SameUnits(a, b);
+  Units const& longer = a.length > b.length ? a : b;
+  return (longer.at[0] & 0xFF) == 0;
+}
+
+long long SecondsOf(DString const& text) {
+  long long value = 0;
+  text.ConvertToNum(value, "%lld");
+  return value;
+}
+
+// Damaged timestamps may be any 64-bit value: the difference wraps instead of overflowing.
+long long DeltaOf(long long current, long long reference) {
+  return static_cast<long long>(static_cast<unsigned long long>(current) - static_cast<unsigned long long>(reference));
+}
+
+// The names compared, made once per comparison rather than once per look-up.
+struct Names {
+  DString file{L"File"};
+  DString cd{L"CD"};
+  DString path{L"path"};
+  DString hash{L"hash"};
+  DString timestamp{L"timestamp"};
+};
+
+bool IsNamed(DString const* name, DString const& wanted) {
+  return name->Length() == wanted.Length() && name->IsSubStringAt(0, wanted);
+}
+
+// A File element's path, hash and timestamp, read in one walk of its attributes and
+// without a string made for any of them: a compact value is decoded into room of the
+// reader's own. Valid until the next Read; an attribute that isn't there reads empty.
+class FileReader {
  public:
-  explicit ScannedVolume(ZYNAdmXmlElement const& cd) : _cd(cd) {
-    DString const file(L"File");
-    DString const path(L"path");
-    for (ZYNAdmXmlElement const& child : cd.Children()) {
-      _children.push_back(child);
-      _taken.push_back(false);
-      if (child.GetNameRef() != file) continue;
-      Entries& entries = _byPath[child.GetAttributeValue(path)];
-      entries.at.push_back(static_cast<int>(_children.size()) - 1);
+  explicit FileReader(Names const& names) : _names(&names) {}
+
+  void Read(ZYNAdmXmlElement const* file) {
+    _file = file;
+    path = hash = timestamp = Units();
+    if (file == nullptr) return;
+    int room = 0;  // rooms below it hold a value kept
+    for (void* it = file->GetAttributes(); it != nullptr;) {
+      Units value;
+      DString const* name = file->_NextAttributeUnits(it, value.at, value.length, _rooms[room]);
+      if (name == nullptr) break;
+      Units* field = IsNamed(name, _names->path)        ? &path
+                     : IsNamed(name, _names->hash)      ? &hash
+                     : IsNamed(name, _names->timestamp) ? &timestamp
+                                                        : nullptr;
+      if (field == nullptr) continue;
+      *field = value;
+      if (value.at == _rooms[room]) ++room;
     }
   }
 
-  // The first file of `path` still in the volume, or null.
-  ZYNAdmXmlElement const* Find(DString const& path) const {
-    auto found = _byPath.find(path);
-    if (found == _byPath.end() || found->second.next >= found->second.at.size()) return nullptr;
-    return &_children[static_cast<std::size_t>(found->second.at[found->second.next])];
+  // The timestamp as sscanf's "%lld" reads it. Plain digits, the form of every
+  // reference made, are read here; anything else as it always was.
+  long long Seconds() const {
+    Units const& text = timestamp;
+    int first = text.length > 0 && text.at[0] == '-' ? 1 : 0;
+    int digits = text.length - first;
+    if (digits < 1 || digits > 18) return _Slow();
+    long long value = 0;
+    for (int i = first; i < text.length; ++i) {
+      unsigned short unit = text.at[i];
+      if (unit < '0' || unit > '9') return _Slow();
+      value = value * 10 + (unit - '0');
+    }
+    return first == 1 ? -value : value;
   }
 
-  // Find, and the file leaves the volume.
-  ZYNAdmXmlElement const* Take(DString const& path) {
-    auto found = _byPath.find(path);
-    if (found == _byPath.end() || found->second.next >= found->second.at.size()) return nullptr;
-    std::size_t index = static_cast<std::size_t>(found->second.at[found->second.next++]);
+  Units path;
+  Units hash;
+  Units timestamp;
+
+ private:
+  long long _Slow() const { return _file == nullptr ? 0 : SecondsOf(_file->GetAttributeValue(_names->timestamp)); }
+
+  Names const* _names;
+  ZYNAdmXmlElement const* _file = nullptr;
+  // One room for each field kept and one for the attributes passed over.
+  unsigned short _rooms[4][ZYNAdmXmlElement::_scratchUnits];
+};
+
+// The File children of one scanned volume, by path. A search from the first child finds
+// the earliest file of a path that is still there, and only matches of the time pass
+// leave, so each path chains its files in order, the first one left at the head.
+class ScannedVolume {
+ public:
+  ScannedVolume(ZYNAdmXmlElement const& cd, Names const& names) : _cd(cd), _probe(new FileReader(names)) {
+    for (ZYNAdmXmlElement const& child : cd.Children()) _children.push_back(child);
+    _taken.assign(_children.size(), false);
+    _nextSame.assign(_children.size(), -1);
+    std::size_t size = 16;
+    while (size < _children.size() * 2) size *= 2;
+    _slots.assign(size, Slot());
+    FileReader reader(names);
+    for (std::size_t i = 0; i < _children.size(); ++i) {
+      if (_children[i].GetNameRef() != names.file) continue;
+      reader.Read(&_children[i]);
+      Slot& slot = _slots[_Probe(reader.path)];
+      int at = static_cast<int>(i);
+      if (slot.tail < 0) {
+        slot.hash = HashOf(reader.path);
+        slot.head = at;
+      } else {
+        _nextSame[static_cast<std::size_t>(slot.tail)] = at;
+      }
+      slot.tail = at;
+    }
+  }
+
+  // Where the files of `path` are, or -1 when the volume never had one.
+  int Find(Units path) const {
+    std::size_t at = _Probe(path);
+    return _slots[at].tail < 0 ? -1 : static_cast<int>(at);
+  }
+
+  // The first file of `slot` still in the volume, or null.
+  ZYNAdmXmlElement const* First(int slot) const {
+    if (slot < 0 || _slots[static_cast<std::size_t>(slot)].head < 0) return nullptr;
+    return &_children[static_cast<std::size_t>(_slots[static_cast<std::size_t>(slot)].head)];
+  }
+
+  // First, and the file leaves the volume.
+  ZYNAdmXmlElement const* Take(int slot) {
+    ZYNAdmXmlElement const* first = First(slot);
+    if (first == nullptr) return nullptr;
+    Slot& files = _slots[static_cast<std::size_t>(slot)];
+    std::size_t index = static_cast<std::size_t>(files.head);
     _taken[index] = true;
-    return &_children[index];
+    files.head = _nextSame[index];
+    return first;
   }
 
   // Leaves in the element only what no match took, in its order.
   void Commit();
 
  private:
-  struct Entries {
-    std::vector<int> at;
-    std::size_t next = 0;
+  // Empty while tail is -1; head is -1 once every file of the path is taken.
+  struct Slot {
+    std::uint64_t hash = 0;
+    int head = -1;
+    int tail = -1;
   };
+
+  // The slot of `path`, or the empty one where it would go.
+  std::size_t _Probe(Units path) const {
+    std::uint64_t hash = HashOf(path);
+    std::size_t mask = _slots.size() - 1;
+    for (std::size_t at = hash & mask;; at = (at + 1) & mask) {
+      Slot const& slot = _slots[at];
+      if (slot.tail < 0) return at;
+      if (slot.hash != hash) continue;
+      _probe->Read(&_children[static_cast<std::size_t>(slot.tail)]);
+      if (SameUnits(path, _probe->path)) return at;
+    }
+  }
+
   ZYNAdmXmlElement _cd;
   std::vector<ZYNAdmXmlElement> _children;
   std::vector<bool> _taken;
-  std::unordered_map<DString, Entries, TextHash> _byPath;
+  std::vector<int> _nextSame;  // the next child of the same path, or -1
+  std::vector<Slot> _slots;
+  std::unique_ptr<FileReader> _probe;  // reads the paths met while probing
+};
+
+// A reference file matched by the first pass, judged on its time by the second.
+struct Matched {
+  std::size_t at;                 // among the reference volume's children
+  int slot;                       // its path among the scanned files
+  ZYNAdmXmlElement const* found;  // the scanned file the first pass compared
+  long long expected;             // seconds
+  long long delta;                // the found file's seconds minus the expected ones
+  bool toc;                       // the path is "/TOC"
 };
 
 // One reference volume and its scanned partner.
@@ -98,14 +251,14 @@ struct VolumePair {
   ZYNAdmXmlElement reference;
   std::vector<ZYNAdmXmlElement> children;  // the reference volume's, in order
   std::vector<bool> dealtWith;             // File children that leave the reference
-  std::vector<std::size_t> toJudge;        // positions of the File children still judged
+  std::vector<std::size_t> files;          // positions of the File children
+  std::vector<Matched> matched;            // those the first pass found
   ScannedVolume scanned;
 };
 
-struct FileFields {
-  DString path;
-  DString timestamp;
-  DString hash;
+struct ShiftGroup {
+  long long value;
+  int count;
 };
 
 }  // namespace
@@ -140,33 +293,11 @@ static ZYNAdmXmlElement sVolumes(ZYNAdmXmlElement const& media) {
   return cds;
 }
 
-static FileFields sFields(ZYNAdmXmlElement const* file) {
-  FileFields fields;
-  if (file == nullptr) return fields;
-  fields.path = file->GetAttributeValue(DString(L"path"));
-  fields.timestamp = file->GetAttributeValue(DString(L"timestamp"));
-  fields.hash = file->GetAttributeValue(DString(L"hash"));
-  return fields;
-}
-
-static long long sSeconds(DString const& text) {
-  long long value = 0;
-  text.ConvertToNum(value, "%lld");
-  return value;
-}
-
-// Damaged timestamps may be any 64-bit value: the difference wraps instead of overflowing.
-static long long sDelta(DString const& current, DString const& reference) {
-  unsigned long long difference =
-      static_cast<unsigned long long>(sSeconds(current)) - static_cast<unsigned long long>(sSeconds(reference));
-  return static_cast<long long>(difference);
-}
-
 static bool sNear(long long delta, long long shift) { return delta >= shift - 1 && delta <= shift + 1; }
 
 // A TOC at the root is rewritten when a media is assembled, so only an older one counts.
-static bool sTimeIsWrong(DString const& path, long long delta, long long first, long long second) {
-  if (path == DString(L"/TOC")) return delta < first - 1 && delta < second - 1;
+static bool sTimeIsWrong(bool toc, long long delta, long long first, long long second) {
+  if (toc) return delta < first - 1 && delta < second - 1;
   return !sNear(delta, first) && !sNear(delta, second) && !sNear(delta, first + second);
 }
 
@@ -177,7 +308,8 @@ static void sAppendFinding(DString& errors, wchar_t const* text, DStrings const&
 // The reference volumes to compare, each with the scanned volume at the same place among
 // those scanned. `-cds` leaves volumes out of the scan, so those are passed over without
 // taking a partner.
-static std::vector<VolumePair> sPairVolumes(ZYNAdmXmlElement const& reference, ZYNAdmXmlElement const& current) {
+static std::vector<VolumePair> sPairVolumes(ZYNAdmXmlElement const& reference, ZYNAdmXmlElement const& current,
+                                            Names const& names) {
   std::vector<VolumePair> pairs;
   ZYNAdmXmlElement refCDs = sVolumes(reference);
   ZYNAdmXmlElement curCDs = sVolumes(current);
@@ -185,57 +317,77 @@ static std::vector<VolumePair> sPairVolumes(ZYNAdmXmlElement const& reference, Z
   void* partner = curCDs.GetChildren();
   int number = 1;
   for (ZYNAdmXmlElement const& refCD : refCDs.Children()) {
-    if (refCD.GetNameRef() != DString(L"CD")) continue;
+    if (refCD.GetNameRef() != names.cd) continue;
     int cd = number++;
     if (!wanted.IsEmpty() && wanted.Find(DString::FromNum(cd, "%d"), 0) < 0) continue;
     // Past the last scanned volume the partner is an element without files.
     ZYNAdmXmlElement scanned = partner != nullptr ? curCDs.GetChild(partner) : ZYNAdmXmlElement();
-    VolumePair pair{cd, refCD, sChildren(refCD), {}, {}, ScannedVolume(scanned)};
+    VolumePair pair{cd, refCD, sChildren(refCD), {}, {}, {}, ScannedVolume(scanned, names)};
     pair.dealtWith.assign(pair.children.size(), false);
     for (std::size_t i = 0; i < pair.children.size(); ++i) {
-      if (pair.children[i].GetNameRef() == DString(L"File")) pair.toJudge.push_back(i);
+      if (pair.children[i].GetNameRef() == names.file) pair.files.push_back(i);
     }
     pairs.push_back(std::move(pair));
   }
   return pairs;
 }
 
+static const unsigned short S_Toc[] = {'/', 'T', 'O', 'C'};
+
 // Pass 0: files gone and altered content, and the time differences of every file.
-static void sFindMissingAndAltered(std::vector<VolumePair>& pairs, DString& errors, DStrings& shifts) {
+static void sFindMissingAndAltered(std::vector<VolumePair>& pairs, Names const& names, DString& errors,
+                                   std::vector<long long>& deltas) {
+  std::unique_ptr<FileReader> expected(new FileReader(names));
+  std::unique_ptr<FileReader> found(new FileReader(names));
   for (VolumePair& pair : pairs) {
     DString cd = DString::FromNum(pair.number, "%d");
-    std::vector<std::size_t> matched;
-    for (std::size_t at : pair.toJudge) {
-      FileFields expected = sFields(&pair.children[at]);
-      ZYNAdmXmlElement const* match = pair.scanned.Find(expected.path);
-      FileFields found = sFields(match);
-      shifts.PutBack(DString::FromNum(sDelta(found.timestamp, expected.timestamp), "%lld"));
+    for (std::size_t at : pair.files) {
+      ZYNAdmXmlElement const& file = pair.children[at];
+      expected->Read(&file);
+      int slot = pair.scanned.Find(expected->path);
+      ZYNAdmXmlElement const* match = pair.scanned.First(slot);
+      found->Read(match);
+      long long seconds = expected->Seconds();
+      long long delta = DeltaOf(found->Seconds(), seconds);
+      deltas.push_back(delta);
       if (match == nullptr) {
-        sAppendFinding(errors, S_Missing, DStrings(cd, expected.path));
+        sAppendFinding(errors, S_Missing, DStrings(cd, file.GetAttributeValue(names.path)));
         pair.dealtWith[at] = true;  // takes no further part
         continue;
       }
-      if (found.hash != expected.hash) {
-        sAppendFinding(errors, S_Content, DStrings(cd, expected.path, found.hash, expected.hash));
+      if (!LooselyEqual(found->hash, expected->hash)) {
+        sAppendFinding(errors, S_Content,
+                       DStrings(cd, file.GetAttributeValue(names.path), match->GetAttributeValue(names.hash),
+                                file.GetAttributeValue(names.hash)));
       }
-      matched.push_back(at);
+      bool toc = LooselyEqual(expected->path, Units{S_Toc, 4});
+      pair.matched.push_back(Matched{at, slot, match, seconds, delta, toc});
     }
-    pair.toJudge.swap(matched);
   }
 }
 
 // Pass 1: the times, against the shifts common to the media; every file judged leaves
 // both trees.
-static void sFindWrongTimes(std::vector<VolumePair>& pairs, long long first, long long second, DString& errors) {
+static void sFindWrongTimes(std::vector<VolumePair>& pairs, Names const& names, long long first, long long second,
+                            DString& errors) {
+  std::unique_ptr<FileReader> found(new FileReader(names));
   for (VolumePair& pair : pairs) {
     DString cd = DString::FromNum(pair.number, "%d");
-    for (std::size_t at : pair.toJudge) {
-      FileFields expected = sFields(&pair.children[at]);
-      FileFields found = sFields(pair.scanned.Take(expected.path));
-      pair.dealtWith[at] = true;
-      long long delta = sDelta(found.timestamp, expected.timestamp);
-      if (!sTimeIsWrong(expected.path, delta, first, second)) continue;
-      sAppendFinding(errors, S_Time, DStrings(cd, expected.path, found.timestamp, expected.timestamp));
+    for (Matched const& file : pair.matched) {
+      ZYNAdmXmlElement const* taken = pair.scanned.Take(file.slot);
+      pair.dealtWith[file.at] = true;
+      long long delta = file.delta;
+      // A path the reference lists twice takes the next scanned file of that path, or none.
+      if (taken != file.found) {
+        found->Read(taken);
+        delta = DeltaOf(found->Seconds(), file.expected);
+      }
+      if (!sTimeIsWrong(file.toc, delta, first, second)) continue;
+      ZYNAdmXmlElement const& expected = pair.children[file.at];
+      DString retrieved = taken == nullptr ? DString() : taken->GetAttributeValue(names.timestamp);
+      sAppendFinding(
+          errors, S_Time,
+          DStrings(cd, expected.GetAttributeValue(names.path), retrieved, expected.GetAttributeValue(names.timestamp)));
     }
     std::vector<ZYNAdmXmlElement> keep;
     for (std::size_t i = 0; i < pair.children.size(); ++i) {
@@ -246,24 +398,6 @@ static void sFindWrongTimes(std::vector<VolumePair>& pairs, long long first, lon
   }
 }
 
-void ZYNInsMediaCheckerServices::GetErrors(ZYNAdmXmlElement& reference, ZYNAdmXmlElement& current, DString& errors) {
-  std::vector<VolumePair> pairs = sPairVolumes(reference, current);
-  DStrings shifts;
-  sFindMissingAndAltered(pairs, errors, shifts);
-  long long first = 0;
-  long long second = 0;
-  GetTimeShift(shifts, first, second);
-  sFindWrongTimes(pairs, first, second, errors);
-  GetUnexpectedFiles(current, errors);
-}
-
-namespace {
-struct ShiftGroup {
-  long long value;
-  int count;
-};
-}  // namespace
-
 // Compared on each side of 0, since the lowest difference has no opposite.
 static bool sIsShiftCandidate(long long value) {
   if (value == 0) return true;
@@ -271,19 +405,11 @@ static bool sIsShiftCandidate(long long value) {
   return value >= S_MinShift && value <= S_MaxShift;
 }
 
-// Values are grouped by their text, in the order of their first appearance: of two
-// values with equal counts the earlier stays ahead.
-void ZYNInsMediaCheckerServices::GetTimeShift(DStrings shifts, long long& first, long long& second) {
+// The two most frequent candidates; of two groups with equal counts the earlier stays
+// ahead.
+static void sPickShifts(std::vector<ShiftGroup> const& groups, long long& first, long long& second) {
   first = 0;
   second = 0;
-  std::vector<ShiftGroup> groups;
-  std::unordered_map<DString, std::size_t, TextHash> groupOf;
-  for (int i = 0, n = shifts.GetLength(); i < n; ++i) {
-    DString const& text = *shifts.GetAsPtr(i);
-    auto inserted = groupOf.emplace(text, groups.size());
-    if (inserted.second) groups.push_back(ShiftGroup{sSeconds(text), 0});
-    ++groups[inserted.first->second].count;
-  }
   int firstCount = 0;
   int secondCount = 0;
   for (ShiftGroup const& group : groups) {
@@ -298,6 +424,43 @@ void ZYNInsMediaCheckerServices::GetTimeShift(DStrings shifts, long long& first,
       secondCount = group.count;
     }
   }
+}
+
+// Differences are grouped as their decimal texts would be: one text for each value.
+static void sTimeShift(std::vector<long long> const& deltas, long long& first, long long& second) {
+  std::vector<ShiftGroup> groups;
+  std::unordered_map<long long, std::size_t> groupOf;
+  for (long long delta : deltas) {
+    auto inserted = groupOf.emplace(delta, groups.size());
+    if (inserted.second) groups.push_back(ShiftGroup{delta, 0});
+    ++groups[inserted.first->second].count;
+  }
+  sPickShifts(groups, first, second);
+}
+
+void ZYNInsMediaCheckerServices::GetErrors(ZYNAdmXmlElement& reference, ZYNAdmXmlElement& current, DString& errors) {
+  Names const names;
+  std::vector<VolumePair> pairs = sPairVolumes(reference, current, names);
+  std::vector<long long> deltas;
+  sFindMissingAndAltered(pairs, names, errors, deltas);
+  long long first = 0;
+  long long second = 0;
+  sTimeShift(deltas, first, second);
+  sFindWrongTimes(pairs, names, first, second, errors);
+  GetUnexpectedFiles(current, errors);
+}
+
+// Values are grouped by their text, in the order of their first appearance.
+void ZYNInsMediaCheckerServices::GetTimeShift(DStrings shifts, long long& first, long long& second) {
+  std::vector<ShiftGroup> groups;
+  std::unordered_map<DString, std::size_t, TextHash> groupOf;
+  for (int i = 0, n = shifts.GetLength(); i < n; ++i) {
+    DString const& text = *shifts.GetAsPtr(i);
+    auto inserted = groupOf.emplace(text, groups.size());
+    if (inserted.second) groups.push_back(ShiftGroup{SecondsOf(text), 0});
+    ++groups[inserted.first->second].count;
+  }
+  sPickShifts(groups, first, second);
 }
 
 // The counter runs over the scanned volumes, not the volume numbers: with -cds the

@@ -116,6 +116,12 @@ TEST(MediaCompare, WordsEachDifferenceAndJudgesTimesAgainstCommonShifts) {
        Line(1, "/a", "File's timedata corrupted -9223372036854775807 retrieved 9223372036854775807 expected") +
        Line(1, "/b", "File's timedata corrupted 12 retrieved abc expected")},
       {"the lowest timestamp of a file gone", {{{"/a", 0, "h", "-9223372036854775808"}}}, {{}}, {}, Missing(1, "/a")},
+      {"timestamps sscanf reads but plain digits don't spell", {{{"/a", 0, "h", " +1700000000"}, {"/b", 0, "h", "00000000001700000005"}}},
+       {{{"/a", T}, {"/b", T + 5}}}, {}, ""},
+      {"a path the reference lists twice finds one file", {{{"/a", T}, {"/a", T}}}, {{{"/a", T}}}, {},
+       Line(1, "/a", "File's timedata corrupted  retrieved " + std::to_string(T) + " expected")},
+      {"hashes compared whole", {{{"/a", T, "hh"}, {"/b", T, "H"}}}, {{{"/a", T}, {"/b", T}}}, {},
+       Line(1, "/a", "File's content corrupted h retrieved hh expected") + Line(1, "/b", "File's content corrupted h retrieved H expected")},
       // clang-format on
   };
   for (auto const& c : cases) EXPECT_EQ(Compare(Media(c.reference), Media(c.current), c.cds), c.expected) << c.name;
