@@ -63,6 +63,8 @@ void ZYNInsMsg::Debug(DString message) {
   sWriteConsole(DString(L"[DEBUG]"), message);
 }
 
+bool ZYNInsMsg::IsTraceShown() { return _IsDebug || !ZYNInsMediaCheckerOptions::IsQuiet(); }
+
 void ZYNInsMsg::TracePrint(DString message) {
   if (message.IsEmpty()) {
     Debug(DString(L"{ZYNInsMsg::TracePrint} ZYNInsMsg::TracePrint called without message."));

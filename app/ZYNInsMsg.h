@@ -12,6 +12,9 @@ class ZYNInsMsg {
   static void Debug(DString message);
   static void TracePrint(DString message);
   static bool IsDebug() { return _IsDebug; }
+  // Whether TracePrint shows anything, to the user or the developer: a line per file
+  // costs more to build than to print, and -quiet shows none.
+  static bool IsTraceShown();
 
   static bool _IsDebug;
 };

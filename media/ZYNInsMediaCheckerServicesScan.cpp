@@ -310,6 +310,7 @@ static int sScanFile(SScanWalk& walk, DString const& relativePath, SScanFolder& 
   file.SetAttributeValue(S_path, relativeFile);
   entry.element = file;
 
+  if (!ZYNInsMsg::IsTraceShown()) return ZYNInsWalkDone;
   if (volume.generate) {
     ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(DString(L"[CD/P1]\ttimestamp=/P2\thash=/P3\tpath=/P4\n"),
                                               DStrings(volume.cdText, timestamp, hash, relativeFile)));
