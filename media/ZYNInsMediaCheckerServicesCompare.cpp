@@ -23,6 +23,7 @@
 #include "ZYNAdmOutputStreamBuffer.h"
 #include "ZYNAdmXmlElement.h"
 #include "ZYNAdmXmlParser.h"
+#include "ZYNInsFileFields.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMsg.h"
@@ -49,10 +50,7 @@ struct TextHash {
   }
 };
 
-struct Units {
-  unsigned short const* at = nullptr;
-  int length = 0;
-};
+typedef ZYNInsFileFields::Units Units;
 
 std::uint64_t HashOf(Units text) {
   std::uint64_t hash = 1469598103934665603ull;
@@ -93,78 +91,19 @@ struct Names {
   DString timestamp{L"timestamp"};
 };
 
-bool IsNamed(DString const* name, DString const& wanted) {
-  return name->Length() == wanted.Length() && name->IsSubStringAt(0, wanted);
-}
-
-// A File element's path, hash and timestamp, read in one walk of its attributes and
-// without a string made for any of them: a compact value is decoded into room of the
-// reader's own. Valid until the next Read; an attribute that isn't there reads empty.
-class FileReader {
- public:
-  explicit FileReader(Names const& names) : _names(&names) {}
-
-  void Read(ZYNAdmXmlElement const* file) {
-    _file = file;
-    path = hash = timestamp = Units();
-    if (file == nullptr) return;
-    int room = 0;  // rooms below it hold a value kept
-    for (void* it = file->GetAttributes(); it != nullptr;) {
-      Units value;
-      DString const* name = file->_NextAttributeUnits(it, value.at, value.length, _rooms[room]);
-      if (name == nullptr) break;
-      Units* field = IsNamed(name, _names->path)        ? &path
-                     : IsNamed(name, _names->hash)      ? &hash
-                     : IsNamed(name, _names->timestamp) ? &timestamp
-                                                        : nullptr;
-      if (field == nullptr) continue;
-      *field = value;
-      if (value.at == _rooms[room]) ++room;
-    }
-  }
-
-  // The timestamp as sscanf's "%lld" reads it. Plain digits, the form of every
-  // reference made, are read here; anything else as it always was.
-  long long Seconds() const {
-    Units const& text = timestamp;
-    int first = text.length > 0 && text.at[0] == '-' ? 1 : 0;
-    int digits = text.length - first;
-    if (digits < 1 || digits > 18) return _Slow();
-    long long value = 0;
-    for (int i = first; i < text.length; ++i) {
-      unsigned short unit = text.at[i];
-      if (unit < '0' || unit > '9') return _Slow();
-      value = value * 10 + (unit - '0');
-    }
-    return first == 1 ? -value : value;
-  }
-
-  Units path;
-  Units hash;
-  Units timestamp;
-
- private:
-  long long _Slow() const { return _file == nullptr ? 0 : SecondsOf(_file->GetAttributeValue(_names->timestamp)); }
-
-  Names const* _names;
-  ZYNAdmXmlElement const* _file = nullptr;
-  // One room for each field kept and one for the attributes passed over.
-  unsigned short _rooms[4][ZYNAdmXmlElement::_scratchUnits];
-};
-
 // The File children of one scanned volume, by path. A search from the first child finds
 // the earliest file of a path that is still there, and only matches of the time pass
 // leave, so each path chains its files in order, the first one left at the head.
 class ScannedVolume {
  public:
-  ScannedVolume(ZYNAdmXmlElement const& cd, Names const& names) : _cd(cd), _probe(new FileReader(names)) {
+  ScannedVolume(ZYNAdmXmlElement const& cd, Names const& names) : _cd(cd), _probe(new ZYNInsFileFields()) {
     for (ZYNAdmXmlElement const& child : cd.Children()) _children.push_back(child);
     _taken.assign(_children.size(), false);
     _nextSame.assign(_children.size(), -1);
     std::size_t size = 16;
     while (size < _children.size() * 2) size *= 2;
     _slots.assign(size, Slot());
-    FileReader reader(names);
+    ZYNInsFileFields reader;
     for (std::size_t i = 0; i < _children.size(); ++i) {
       if (_children[i].GetNameRef() != names.file) continue;
       reader.Read(&_children[i]);
@@ -232,7 +171,7 @@ class ScannedVolume {
   std::vector<bool> _taken;
   std::vector<int> _nextSame;  // the next child of the same path, or -1
   std::vector<Slot> _slots;
-  std::unique_ptr<FileReader> _probe;  // reads the paths met while probing
+  std::unique_ptr<ZYNInsFileFields> _probe;  // reads the paths met while probing
 };
 
 // A reference file matched by the first pass, judged on its time by the second.
@@ -337,8 +276,8 @@ static const unsigned short S_Toc[] = {'/', 'T', 'O', 'C'};
 // Pass 0: files gone and altered content, and the time differences of every file.
 static void sFindMissingAndAltered(std::vector<VolumePair>& pairs, Names const& names, DString& errors,
                                    std::vector<long long>& deltas) {
-  std::unique_ptr<FileReader> expected(new FileReader(names));
-  std::unique_ptr<FileReader> found(new FileReader(names));
+  std::unique_ptr<ZYNInsFileFields> expected(new ZYNInsFileFields());
+  std::unique_ptr<ZYNInsFileFields> found(new ZYNInsFileFields());
   for (VolumePair& pair : pairs) {
     DString cd = DString::FromNum(pair.number, "%d");
     for (std::size_t at : pair.files) {
@@ -370,7 +309,7 @@ static void sFindMissingAndAltered(std::vector<VolumePair>& pairs, Names const& 
 // both trees.
 static void sFindWrongTimes(std::vector<VolumePair>& pairs, Names const& names, long long first, long long second,
                             DString& errors) {
-  std::unique_ptr<FileReader> found(new FileReader(names));
+  std::unique_ptr<ZYNInsFileFields> found(new ZYNInsFileFields());
   for (VolumePair& pair : pairs) {
     DString cd = DString::FromNum(pair.number, "%d");
     for (Matched const& file : pair.matched) {

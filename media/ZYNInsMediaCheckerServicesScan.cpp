@@ -29,6 +29,7 @@
 #include "ZYNAdmXmlHash.h"
 #include "ZYNInsDigestPool.h"
 #include "ZYNInsDir.h"
+#include "ZYNInsFileFields.h"
 #include "ZYNInsFindFile.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
@@ -466,12 +467,16 @@ int ZYNInsMediaCheckerServices::CompareEltsByPathAttr(const ZYNAdmXmlElement& a,
 
 // A stable sort gives the order of picking, again and again, the earliest of the smallest
 // children. A child without a name would never be picked and is dropped.
+// Paths are read in place, two readers in turn, so that the elements stay compact.
 static bool sIsInPathOrder(ZYNAdmXmlElement const& element) {
-  DString const* previous = nullptr;
+  std::unique_ptr<ZYNInsFileFields[]> fields(new ZYNInsFileFields[2]);
+  int current = 0;
+  bool first = true;
   for (ZYNAdmXmlElement const& child : element.Children()) {
-    DString const& path = sPathOf(child);
-    if (previous != nullptr && DString::Compare(previous, &path) > 0) return false;
-    previous = &path;
+    fields[current].Read(&child);
+    if (!first && ZYNInsFileFields::ComparePaths(fields[1 - current], fields[current]) > 0) return false;
+    first = false;
+    current = 1 - current;
   }
   return true;
 }
