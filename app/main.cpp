@@ -9,6 +9,7 @@
 #include "ZYNAdmCodePage.h"
 #include "ZYNAdmEnv.h"
 #include "ZYNAdmError.h"
+#include "ZYNInsExitKeep.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMsg.h"
@@ -75,6 +76,7 @@ static int sCheck(DStrings const& args) {
 }
 
 static int sRun(int argc, char** argv) {
+  ZYNInsExitKeep::Enable();  // the process ends right after the run: no tree taken apart
   DStrings args = sArguments(argc, argv);
   int parsed = Options::ProcessOptions(args);
   if (parsed == ZYNInsOptionsHelpShown) return 0;

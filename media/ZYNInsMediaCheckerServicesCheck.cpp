@@ -4,6 +4,7 @@
 #include "ZYNAdmError.h"
 #include "ZYNAdmXmlElement.h"
 #include "ZYNAdmXmlHash.h"
+#include "ZYNInsExitKeep.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMediaGeometry.h"
@@ -29,6 +30,7 @@ int ZYNInsMediaCheckerServices::CheckMode() {
   ZYNInsMsg::Debug(DString(L"{ZYNInsMediaCheckerServices::CheckMode} computed reffile path : ") + refPath);
 
   ZYNAdmXmlElement reference;
+  ZYNInsExitKeep keepReference(reference);
   if (ZYNInsReferenceCache::Parse(refPath, reference) == 0) {
     DString missing(L"\n\"/P1\" input file is missing or cannot be accessed");
     return sStop(ZYNInsMsg::BuildMsg(missing, DStrings(refPath)), DString());
@@ -56,6 +58,7 @@ int ZYNInsMediaCheckerServices::CheckMode() {
   // The scan reads the tree it is given, then lets go of it for a tree of its own: a
   // shallow copy keeps the reference whole without copying its elements.
   ZYNAdmXmlElement view = reference.Clone(0);
+  ZYNInsExitKeep keepView(view);
   DString errors;
   int scanned = GetMediaXmlView(view, errors);
   if (scanned == ZYNInsScanCancelled) return 2;

@@ -13,6 +13,7 @@
 #include "ZYNAdmXmlOutputFormatter.h"
 #include "ZYNAdmXmlParser.h"
 #include "ZYNInsDir.h"
+#include "ZYNInsExitKeep.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMsg.h"
@@ -70,6 +71,7 @@ int ZYNInsMediaCheckerServices::GenerateMode() {
   }
 
   ZYNAdmXmlElement view;
+  ZYNInsExitKeep keepView(view);
   DString errors;
   if (GetMediaXmlView(view, errors) != 0) return sFail(errors, DString());
 
