@@ -1,6 +1,7 @@
 #ifndef ZYN_ADM_ZYNADMREPLACINGFILE_H
 #define ZYN_ADM_ZYNADMREPLACINGFILE_H
 
+#include <memory>
 #include <string>
 
 #include "DString.h"
@@ -29,6 +30,7 @@ class ZYNAdmReplacingFile : public ZYNAdmOutputStream {
   std::string _temporary;  // empty when writing in place
   long _handle;
   bool _failed;
+  std::unique_ptr<char[]> _buffer;  // the stream's, freed after it is closed
 };
 
 #endif
