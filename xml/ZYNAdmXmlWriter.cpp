@@ -3,6 +3,7 @@
 // the format of the files on media and must not move by one byte.
 
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "ZYNAdmCodePage.h"
@@ -27,10 +28,12 @@ const unsigned short S_hexchar[] = {'0', '1', '2', '3', '4', '5', '6', '7', '8',
 struct SOutput {
   unsigned char buffer[kBufferSize];
   int count;
-  unsigned short scratch[ZYNAdmXmlElement::_scratchUnits];
   ZYNAdmOutputStream& stream;
+  std::vector<unsigned short> units;  // a compact value that takes the unit rules
 
   explicit SOutput(ZYNAdmOutputStream& target) : count(0), stream(target) {}
+  // Where `n` more bytes can go without a flush; null when they don't fit.
+  unsigned char* Room(int n) { return kBufferSize - count >= n ? buffer + count : nullptr; }
 };
 
 bool sFlush(SOutput& out) {
@@ -46,11 +49,22 @@ inline bool sPutByte(SOutput& out, unsigned char byte) {
   return true;
 }
 
-bool sPutAscii(SOutput& out, const char* text) {
-  for (; *text != 0; ++text) {
-    if (!sPutByte(out, static_cast<unsigned char>(*text))) return false;
+// Bytes below 0x80, each of which is one unit: as many as fit go in at once, a full
+// buffer is flushed when more are due, so the flush points are those of sPutByte.
+bool sPutBytes(SOutput& out, const unsigned char* bytes, int length) {
+  while (length > 0) {
+    if (out.count >= kBufferSize && !sFlush(out)) return false;
+    int n = kBufferSize - out.count < length ? kBufferSize - out.count : length;
+    std::memcpy(out.buffer + out.count, bytes, static_cast<size_t>(n));
+    out.count += n;
+    bytes += n;
+    length -= n;
   }
   return true;
+}
+
+bool sPutAscii(SOutput& out, const char* text) {
+  return sPutBytes(out, reinterpret_cast<const unsigned char*>(text), static_cast<int>(std::strlen(text)));
 }
 
 // Each unit on its own, as UCS-2: the halves of a surrogate pair become three bytes each.
@@ -77,12 +91,30 @@ bool sWriteToBuffer(SOutput& out, const unsigned short* text, int length) {
   int i = 0;
   while (i < length) {
     unsigned char* at = out.buffer + out.count;
-    int room = kBufferSize - out.count;
+    int limit = kBufferSize - out.count < length - i ? kBufferSize - out.count : length - i;
+    const unsigned short* from = text + i;
     int n = 0;
-    while (n < room && i < length && text[i] < 0x80) at[n++] = static_cast<unsigned char>(text[i++]);
+    // Four units at a time while none of them has a bit above 0x7F.
+    uint64_t four = 0;
+    while (n + 4 <= limit && (std::memcpy(&four, from + n, 8), (four & 0xFF80FF80FF80FF80ull) == 0)) {
+      at[n] = static_cast<unsigned char>(from[n]);
+      at[n + 1] = static_cast<unsigned char>(from[n + 1]);
+      at[n + 2] = static_cast<unsigned char>(from[n + 2]);
+      at[n + 3] = static_cast<unsigned char>(from[n + 3]);
+      n += 4;
+    }
+    while (n < limit && from[n] < 0x80) {
+      at[n] = static_cast<unsigned char>(from[n]);
+      ++n;
+    }
     out.count += n;
+    i += n;
     if (i == length) break;
-    if (!sPutUnit(out, text[i])) return false;
+    if (from[n] < 0x80) {  // the buffer is full: the next unit flushes it
+      if (!sPutByte(out, static_cast<unsigned char>(from[n]))) return false;
+    } else if (!sPutUnit(out, from[n])) {
+      return false;
+    }
     ++i;
   }
   return true;
@@ -113,12 +145,32 @@ bool sIsKeptNameUnit(const unsigned short* units, int length, int i) {
   return sIsNameUnit(units[i], i) && !sLooksLikeEscape(units, length, i);
 }
 
+// Name units that stand for themselves wherever they are (1) or anywhere but first (2).
+// `_` isn't one: whether it is kept depends on the units behind it.
+struct SNameTable {
+  unsigned char of[128];
+  constexpr SNameTable() : of() {
+    for (int unit = 0; unit < 128; ++unit) {
+      bool letter = (unit >= 'A' && unit <= 'Z') || (unit >= 'a' && unit <= 'z');
+      bool later = (unit >= '0' && unit <= '9') || unit == '-' || unit == '.' || unit == ':';
+      of[unit] = static_cast<unsigned char>(letter ? 3 : later ? 2 : 0);
+    }
+  }
+};
+constexpr SNameTable S_nameUnits;
+
 // encodeName, written straight to the output: names are written twice per element, and
 // building a string for each would cost an allocation per name on large trees. Kept units
 // are ASCII, so runs of them go out as they stand.
 bool sWriteName(SOutput& out, const DString& name) {
   const unsigned short* units = name.ConvertToUCChar();
   int length = name.Length();
+  // Most names are kept whole: one pass over the table, then one copy.
+  int plain = 0;
+  while (plain < length && units[plain] < 0x80 && (S_nameUnits.of[units[plain]] & (plain == 0 ? 1 : 3)) != 0) {
+    ++plain;
+  }
+  if (plain == length) return sWriteToBuffer(out, units, length);
   int i = 0;
   while (i < length) {
     int run = i;
@@ -198,17 +250,88 @@ bool sWriteText(SOutput& out, const DString& text) {
   return sWriteEscaped(out, text.ConvertToUCChar(), text.Length(), S_TextEntities);
 }
 
-// Compact values are read through the scratch units, so writing a tree leaves it as
-// small as it was.
+// What a byte of a compact value asks of sWriteAttributeValue.
+const unsigned char S_escaped = 1;  // an entity
+const unsigned char S_quot = 2;
+const unsigned char S_apos = 4;
+const unsigned char S_wide = 8;  // more than one byte of UTF-8
+
+struct SValueTable {
+  unsigned char of[256];
+  constexpr SValueTable() : of() {
+    for (int unit = 0; unit < 256; ++unit) {
+      bool escaped = unit == '<' || unit == '&' || unit == 9 || unit == 10 || unit == 13;
+      of[unit] = static_cast<unsigned char>((escaped ? S_escaped : 0) | (unit == '"' ? S_quot : 0) |
+                                            (unit == '\'' ? S_apos : 0) | (unit >= 0x80 ? S_wide : 0));
+    }
+  }
+};
+constexpr SValueTable S_valueBytes;
+
+// The two digits of each byte of a nibble value.
+struct SHexPairs {
+  char of[256][2];
+  constexpr SHexPairs() : of() {
+    for (int byte = 0; byte < 256; ++byte) {
+      of[byte][0] = "0123456789abcdef"[byte >> 4];
+      of[byte][1] = "0123456789abcdef"[byte & 0xF];
+    }
+  }
+};
+constexpr SHexPairs S_hexPairs;
+
+// A compact value of lower-case hex digits, which need neither entity nor other quote:
+// written from the nibbles straight into the buffer where it fits, else digit by digit.
+bool sWriteNibbleValue(SOutput& out, const unsigned char* bytes, int length) {
+  const int pairs = length / 2;
+  if (unsigned char* at = out.Room(length + 2)) {
+    at[0] = '"';
+    for (int k = 0; k < pairs; ++k) std::memcpy(at + 1 + 2 * k, S_hexPairs.of[bytes[k]], 2);
+    if ((length & 1) != 0) at[length] = static_cast<unsigned char>(S_hexPairs.of[bytes[pairs]][0]);
+    at[length + 1] = '"';
+    out.count += length + 2;
+    return true;
+  }
+  if (!sPutByte(out, '"')) return false;
+  for (int i = 0; i < length; ++i) {
+    if (!sPutByte(out, static_cast<unsigned char>(S_hexPairs.of[bytes[i / 2]][i & 1]))) return false;
+  }
+  return sPutByte(out, '"');
+}
+
+// A compact value of one byte per unit. One that needs only a quote and is ASCII is
+// copied as it stands; any other takes the unit rules.
+bool sWriteByteValue(SOutput& out, const unsigned char* bytes, int length, std::vector<unsigned short>& units) {
+  unsigned char classes = 0;
+  for (int i = 0; i < length; ++i) classes = static_cast<unsigned char>(classes | S_valueBytes.of[bytes[i]]);
+  if ((classes & (S_escaped | S_wide)) == 0 && (classes & (S_quot | S_apos)) != (S_quot | S_apos)) {
+    unsigned char quote = (classes & S_quot) != 0 ? '\'' : '"';
+    if (unsigned char* at = out.Room(length + 2)) {
+      at[0] = quote;
+      std::memcpy(at + 1, bytes, static_cast<size_t>(length));
+      at[length + 1] = quote;
+      out.count += length + 2;
+      return true;
+    }
+    return sPutByte(out, quote) && sPutBytes(out, bytes, length) && sPutByte(out, quote);
+  }
+  units.assign(bytes, bytes + length);
+  return sWriteAttributeValue(out, units.data(), length);
+}
+
+// Compact values are written from their bytes, so writing a tree leaves it as small as
+// it was.
 bool sWriteAttributes(SOutput& out, const ZYNAdmXmlElement& element) {
   void* iterator = element.GetAttributes();
-  const unsigned short* units = nullptr;
-  int length = 0;
-  while (const DString* name = element._NextAttributeUnits(iterator, units, length, out.scratch)) {
+  ZYNAdmXmlElement::_ValueView value;
+  while (const DString* name = element._NextAttributeView(iterator, value)) {
     if (!sPutByte(out, ' ')) return false;
     if (name->IsEmpty()) return false;
     if (!sWriteName(out, *name) || !sPutByte(out, '=')) return false;
-    if (!sWriteAttributeValue(out, units, length)) return false;
+    bool written = value.units != nullptr ? sWriteAttributeValue(out, value.units, value.length)
+                   : value.nibbles        ? sWriteNibbleValue(out, value.bytes, value.length)
+                                          : sWriteByteValue(out, value.bytes, value.length, out.units);
+    if (!written) return false;
   }
   return true;
 }
