@@ -25,7 +25,7 @@ namespace {
 const int S_initialCapacity = 4096;  // units of the read buffer
 const int S_blockSize = 4096;        // bytes asked of the stream per Read
 const int S_initialStackCapacity = 20;
-const int S_initialPoolBuckets = 101;
+const int S_initialPoolBuckets = 128;  // a power of 2: a bucket is a mask away
 const int S_directSearchLimit = 256;  // units of a tag searched without the partner index
 
 // One interned name: the units as they stand in the file and their decoded form.
@@ -116,9 +116,18 @@ int sFindUnit(const unsigned short* units, int from, int end, unsigned short uni
   return -1;
 }
 
-// Widens the bytes below 0x80 from `block[i]` on into `out`, eight at a time; gives the
-// index of the first other byte, or `end`. The caller then takes the UTF-8 rules.
+// Widens the bytes below 0x80 from `block[i]` on into `out`, sixteen or eight at a time;
+// gives the index of the first other byte, or `end`. The caller then takes the UTF-8 rules.
 int sWidenAscii(const unsigned char* block, int i, int end, unsigned short* out) {
+#if defined(__SSE2__)
+  const __m128i zero = _mm_setzero_si128();
+  for (; i + 16 <= end; i += 16, out += 16) {
+    const __m128i sixteen = _mm_loadu_si128(reinterpret_cast<const __m128i*>(block + i));
+    if (_mm_movemask_epi8(sixteen) != 0) break;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi8(sixteen, zero));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8), _mm_unpackhi_epi8(sixteen, zero));
+  }
+#endif
   for (; i + 8 <= end; i += 8, out += 8) {
     uint64_t eight;
     std::memcpy(&eight, block + i, 8);
@@ -160,7 +169,9 @@ DString sDecodeName(const unsigned short* units, int length) {
 unsigned int sHashUnits(const unsigned short* units, int length) {
   unsigned int hash = 0;
   for (int i = 0; i < length; ++i) hash = hash * 31 + units[i];
-  return hash;
+  // The low bits pick the bucket: they are made to depend on every unit.
+  hash *= 0x9E3779B1u;
+  return hash ^ (hash >> 16);
 }
 
 PooledEntry::PooledEntry(const unsigned short* units, int length, PooledEntry* nextEntry)
@@ -182,12 +193,13 @@ NamePool::~NamePool() {
 
 const DString& NamePool::Get(const unsigned short* units, int length) {
   const unsigned int hash = sHashUnits(units, length);
-  const size_t bucket = length == 0 ? 0 : (hash & 0x7FFFFFFFu) % _buckets.size();
+  const size_t bucket = hash & (_buckets.size() - 1);
   for (PooledEntry* entry = _buckets[bucket]; entry != nullptr; entry = entry->next) {
     if (entry->raw.Length() != length) continue;
-    if (length == 0 || std::memcmp(entry->raw.ConvertToUCChar(), units, static_cast<size_t>(length) * 2) == 0) {
-      return entry->decoded;
-    }
+    const unsigned short* raw = entry->raw.ConvertToUCChar();
+    int same = 0;
+    while (same < length && raw[same] == units[same]) ++same;
+    if (same == length) return entry->decoded;
   }
   PooledEntry* entry = new PooledEntry(units, length, _buckets[bucket]);
   _buckets[bucket] = entry;
@@ -196,11 +208,11 @@ const DString& NamePool::Get(const unsigned short* units, int length) {
 }
 
 void NamePool::_Grow() {
-  std::vector<PooledEntry*> grown(2 * _buckets.size() + 1, nullptr);
+  std::vector<PooledEntry*> grown(2 * _buckets.size(), nullptr);
   for (PooledEntry* entry : _buckets) {
     while (entry != nullptr) {
       PooledEntry* next = entry->next;
-      const size_t bucket = entry->raw.Length() == 0 ? 0 : (entry->hash & 0x7FFFFFFFu) % grown.size();
+      const size_t bucket = entry->hash & (grown.size() - 1);
       entry->next = grown[bucket];
       grown[bucket] = entry;
       entry = next;
