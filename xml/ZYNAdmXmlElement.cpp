@@ -259,10 +259,9 @@ static SPacked sPack(const SPlan& plan, unsigned char* block, int offset) {
     __m128i pair[2];
     for (int half = 0; half < 2; ++half) {
       const __m128i eight = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units + 2 * k + 8 * half));
-      const __m128i nibble =
-          _mm_add_epi16(_mm_and_si128(eight, low), _mm_mullo_epi16(_mm_srli_epi16(eight, 6), nine));
-      pair[half] = _mm_and_si128(_mm_or_si128(_mm_slli_epi32(nibble, 4), _mm_srli_epi32(nibble, 16)),
-                                 _mm_set1_epi32(0xFF));
+      const __m128i nibble = _mm_add_epi16(_mm_and_si128(eight, low), _mm_mullo_epi16(_mm_srli_epi16(eight, 6), nine));
+      pair[half] =
+          _mm_and_si128(_mm_or_si128(_mm_slli_epi32(nibble, 4), _mm_srli_epi32(nibble, 16)), _mm_set1_epi32(0xFF));
     }
     const __m128i bytes = _mm_packus_epi16(_mm_packs_epi32(pair[0], pair[1]), _mm_setzero_si128());
     _mm_storel_epi64(reinterpret_cast<__m128i*>(out + k), bytes);

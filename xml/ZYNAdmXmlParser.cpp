@@ -26,7 +26,7 @@ const int S_initialCapacity = 4096;  // units of the read buffer
 const int S_blockSize = 4096;        // bytes asked of the stream per Read
 const int S_initialStackCapacity = 20;
 const int S_initialPoolBuckets = 128;  // a power of 2: a bucket is a mask away
-const int S_directSearchLimit = 256;  // units of a tag searched without the partner index
+const int S_directSearchLimit = 256;   // units of a tag searched without the partner index
 
 // One interned name: the units as they stand in the file and their decoded form.
 struct PooledEntry {

@@ -6,6 +6,10 @@
 #include <cstring>
 #include <vector>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "ZYNAdmCodePage.h"
 #include "ZYNAdmOutputStream.h"
 #include "ZYNAdmXmlElement.h"
@@ -170,7 +174,13 @@ bool sWriteName(SOutput& out, const DString& name) {
   while (plain < length && units[plain] < 0x80 && (S_nameUnits.of[units[plain]] & (plain == 0 ? 1 : 3)) != 0) {
     ++plain;
   }
-  if (plain == length) return sWriteToBuffer(out, units, length);
+  if (plain == length) {
+    unsigned char* at = out.Room(length);
+    if (at == nullptr) return sWriteToBuffer(out, units, length);
+    for (int i = 0; i < length; ++i) at[i] = static_cast<unsigned char>(units[i]);
+    out.count += length;
+    return true;
+  }
   int i = 0;
   while (i < length) {
     int run = i;
@@ -286,7 +296,24 @@ bool sWriteNibbleValue(SOutput& out, const unsigned char* bytes, int length) {
   const int pairs = length / 2;
   if (unsigned char* at = out.Room(length + 2)) {
     at[0] = '"';
-    for (int k = 0; k < pairs; ++k) std::memcpy(at + 1 + 2 * k, S_hexPairs.of[bytes[k]], 2);
+    int k = 0;
+#if defined(__SSE2__)
+    // Sixteen bytes to thirty-two digits: the nibbles interleaved high first, then
+    // '0' added, and 'a' - '0' - 10 more for those above 9.
+    const __m128i low = _mm_set1_epi8(0xF);
+    for (; k + 16 <= pairs; k += 16) {
+      const __m128i sixteen = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + k));
+      const __m128i high = _mm_and_si128(_mm_srli_epi16(sixteen, 4), low);
+      const __m128i nibbles[2] = {_mm_unpacklo_epi8(high, _mm_and_si128(sixteen, low)),
+                                  _mm_unpackhi_epi8(high, _mm_and_si128(sixteen, low))};
+      for (int half = 0; half < 2; ++half) {
+        const __m128i letters = _mm_and_si128(_mm_cmpgt_epi8(nibbles[half], _mm_set1_epi8(9)), _mm_set1_epi8(39));
+        const __m128i digits = _mm_add_epi8(_mm_add_epi8(nibbles[half], _mm_set1_epi8('0')), letters);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(at + 1 + 2 * k + 16 * half), digits);
+      }
+    }
+#endif
+    for (; k < pairs; ++k) std::memcpy(at + 1 + 2 * k, S_hexPairs.of[bytes[k]], 2);
     if ((length & 1) != 0) at[length] = static_cast<unsigned char>(S_hexPairs.of[bytes[pairs]][0]);
     at[length + 1] = '"';
     out.count += length + 2;
@@ -303,7 +330,21 @@ bool sWriteNibbleValue(SOutput& out, const unsigned char* bytes, int length) {
 // copied as it stands; any other takes the unit rules.
 bool sWriteByteValue(SOutput& out, const unsigned char* bytes, int length, std::vector<unsigned short>& units) {
   unsigned char classes = 0;
-  for (int i = 0; i < length; ++i) classes = static_cast<unsigned char>(classes | S_valueBytes.of[bytes[i]]);
+  int i = 0;
+#if defined(__SSE2__)
+  // Sixteen bytes at a time while none asks for anything; the rest, from the block that
+  // does, goes through the table.
+  for (; i + 16 <= length; i += 16) {
+    const __m128i sixteen = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + i));
+    __m128i marked =
+        _mm_or_si128(_mm_cmpeq_epi8(sixteen, _mm_set1_epi8('<')), _mm_cmpeq_epi8(sixteen, _mm_set1_epi8('&')));
+    marked = _mm_or_si128(marked, _mm_cmpeq_epi8(sixteen, _mm_set1_epi8('"')));
+    marked = _mm_or_si128(marked, _mm_cmpeq_epi8(sixteen, _mm_set1_epi8('\'')));
+    marked = _mm_or_si128(marked, _mm_cmplt_epi8(sixteen, _mm_set1_epi8(14)));  // controls, and bytes from 0x80
+    if (_mm_movemask_epi8(marked) != 0) break;
+  }
+#endif
+  for (; i < length; ++i) classes = static_cast<unsigned char>(classes | S_valueBytes.of[bytes[i]]);
   if ((classes & (S_escaped | S_wide)) == 0 && (classes & (S_quot | S_apos)) != (S_quot | S_apos)) {
     unsigned char quote = (classes & S_quot) != 0 ? '\'' : '"';
     if (unsigned char* at = out.Room(length + 2)) {
