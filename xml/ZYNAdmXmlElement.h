@@ -94,10 +94,10 @@ class ZYNAdmXmlElement {
   };
   const DString* _NextAttributeView(void*& iterator, _ValueView& value) const;
 
-  // For the parser: on an element without attributes, the same as
-  // SetAttributeValue(*name, DString(units, length)) for each in turn, but the attributes
-  // are built in one go. `units` is read during the call only. Result: 1 when every
-  // attribute was set.
+  // For the parser: the same as SetAttributeValue(*name, DString(units, length)) for each
+  // in turn; on an element without attributes the block is built once, not once per
+  // attribute. `units` is read during the call only. Result: 1 when every attribute was
+  // set.
   struct _UnitsAttribute {
     const DString* name;
     const unsigned short* units;
