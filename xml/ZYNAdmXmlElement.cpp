@@ -42,7 +42,7 @@ static const int S_indexThreshold = 32;
 // bytes, or as nibbles when it is lower-case hex digits (digests, times), and becomes a
 // string only when someone asks for a borrowed view of it.
 
-static const int S_packedMax = 1024;  // longer values stay strings
+static const int S_packedMax = ZYNAdmXmlElement::_scratchUnits;  // longer values stay strings
 static const int S_inlineBytes = 6;
 static const unsigned char S_formInline = 1;   // the text is inside the word
 static const unsigned char S_formNibbles = 2;  // two hex digits to a byte
@@ -280,20 +280,25 @@ static int sOutOfLineBytes(const SPacked& word) {
   return (word.form & S_formNibbles) != 0 ? (word.length + 1) / 2 : word.length;
 }
 
-// Gives the length; `out` has room for S_packedMax units.
-static int sUnpack(const SAttributeBlock* block, const SPacked& word, uint16_t* out) {
-  bool inlined = (word.form & S_formInline) != 0;
-  int length = inlined ? word.inlineLength : word.length;
-  const unsigned char* in = inlined ? word.InlineText() : block->Bytes() + word.offset;
-  if ((word.form & S_formNibbles) == 0) {
+// The units of a compact value, from its bytes; `out` has room for `length` units.
+static void sUnpackBytes(const unsigned char* in, int length, bool nibbles, uint16_t* out) {
+  if (!nibbles) {
     for (int i = 0; i < length; ++i) out[i] = in[i];
-    return length;
+    return;
   }
   for (int k = 0; k < length / 2; ++k) {
     out[2 * k] = static_cast<uint16_t>(S_hexDigits[in[k] >> 4]);
     out[2 * k + 1] = static_cast<uint16_t>(S_hexDigits[in[k] & 0xF]);
   }
   if ((length & 1) != 0) out[length - 1] = static_cast<uint16_t>(S_hexDigits[in[length / 2] >> 4]);
+}
+
+// Gives the length; `out` has room for S_packedMax units.
+static int sUnpack(const SAttributeBlock* block, const SPacked& word, uint16_t* out) {
+  bool inlined = (word.form & S_formInline) != 0;
+  int length = inlined ? word.inlineLength : word.length;
+  const unsigned char* in = inlined ? word.InlineText() : block->Bytes() + word.offset;
+  sUnpackBytes(in, length, (word.form & S_formNibbles) != 0, out);
   return length;
 }
 
@@ -886,6 +891,19 @@ const DString* ZYNAdmXmlElement::NextAttribute(void*& iterator, const DString*& 
   iterator = sNextSlot(block, index);
   value = &sValueView(block, index);
   return &block->Slots()[index].name;
+}
+
+const DString* ZYNAdmXmlElement::_NextAttributeUnits(void*& iterator, const unsigned short*& units, int& length,
+                                                     unsigned short* scratch) const {
+  _ValueView value;
+  const DString* name = _NextAttributeView(iterator, value);
+  if (name == nullptr) return nullptr;
+  units = value.units;
+  length = value.length;
+  if (value.units != nullptr) return name;
+  sUnpackBytes(value.bytes, length, value.nibbles, scratch);
+  units = scratch;
+  return name;
 }
 
 const DString* ZYNAdmXmlElement::_NextAttributeView(void*& iterator, _ValueView& value) const {

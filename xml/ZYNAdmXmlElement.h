@@ -83,6 +83,13 @@ class ZYNAdmXmlElement {
   // The value of one attribute, borrowed as above; empty text where there is none.
   const DString& GetAttributeValueRef(const DString& name) const;
 
+  // As NextAttribute, but the value comes as units, and one held in the compact form is
+  // decoded into `scratch` (room for _scratchUnits) rather than made a string that would
+  // then stay with the element.
+  static const int _scratchUnits = 1024;
+  const DString* _NextAttributeUnits(void*& iterator, const unsigned short*& units, int& length,
+                                     unsigned short* scratch) const;
+
   // For the writer: as NextAttribute, but a value held in the compact form is given as it
   // is stored rather than made a string that would then stay with the element. Valid
   // while the element is unchanged.
