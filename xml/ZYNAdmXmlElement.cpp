@@ -9,6 +9,10 @@
 #include <utility>
 #include <vector>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 struct ZYNAdmXmlChildNode {
   ZYNAdmXmlChildNode* next;
   ZYNAdmXmlElement child;            // holds one reference on the child's body
@@ -43,6 +47,18 @@ static const int S_inlineBytes = 6;
 static const unsigned char S_formInline = 1;   // the text is inside the word
 static const unsigned char S_formNibbles = 2;  // two hex digits to a byte
 static const char S_hexDigits[] = "0123456789abcdef";
+static const unsigned char S_notHex = 0x10;
+
+// The nibble of each lower-case hex digit, S_notHex for every other byte.
+struct SNibbleTable {
+  unsigned char of[256];
+  constexpr SNibbleTable() : of() {
+    for (int i = 0; i < 256; ++i) of[i] = S_notHex;
+    for (int i = 0; i < 10; ++i) of['0' + i] = static_cast<unsigned char>(i);
+    for (int i = 0; i < 6; ++i) of['a' + i] = static_cast<unsigned char>(10 + i);
+  }
+};
+static constexpr SNibbleTable S_nibbles;
 
 // The text and the children, which most elements of a large tree (the files) don't have.
 // Owned by the body; the block or list holds the pointer, so that the body needn't.
@@ -164,26 +180,53 @@ struct SPlan {
   int outOfLine;  // bytes behind the slots; 0 when the text fits in the word
 };
 
-static bool sIsLowerHex(uint16_t unit) { return (unit >= '0' && unit <= '9') || (unit >= 'a' && unit <= 'f'); }
+// Whether `length` units go into the compact form.
+static bool sPlanUnits(const uint16_t* units, int length, SPlan& plan) {
+  plan.units = units;
+  plan.length = length;
+  if (length == 0 || length > S_packedMax || units == nullptr) return false;
+  // One pass without a branch per unit: any unit of 0x100 or more sets a high bit of
+  // `wide`, any unit that isn't a lower-case hex digit the S_notHex bit of `notHex`.
+  uint16_t wide = 0;
+  unsigned char notHex = 0;
+  int i = 0;
+#if defined(__SSE2__)
+  // Eight units at a time: a unit u is a digit when u - '0', taken modulo 2^16, is at
+  // most 9, which the saturating subtraction of 9 turns into 0; letters likewise.
+  const __m128i zero = _mm_setzero_si128();
+  __m128i wideUnits = zero;
+  __m128i hexUnits = _mm_cmpeq_epi16(zero, zero);
+  for (; i + 8 <= length; i += 8) {
+    const __m128i eight = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units + i));
+    wideUnits = _mm_or_si128(wideUnits, eight);
+    const __m128i digit = _mm_subs_epu16(_mm_sub_epi16(eight, _mm_set1_epi16('0')), _mm_set1_epi16(9));
+    const __m128i letter = _mm_subs_epu16(_mm_sub_epi16(eight, _mm_set1_epi16('a')), _mm_set1_epi16(5));
+    hexUnits = _mm_and_si128(hexUnits, _mm_or_si128(_mm_cmpeq_epi16(digit, zero), _mm_cmpeq_epi16(letter, zero)));
+  }
+  const __m128i high = _mm_and_si128(wideUnits, _mm_set1_epi16(static_cast<short>(0xFF00)));
+  if (_mm_movemask_epi8(_mm_cmpeq_epi16(high, zero)) != 0xFFFF) return false;
+  if (_mm_movemask_epi8(hexUnits) != 0xFFFF) notHex = S_notHex;
+#endif
+  for (; i < length; ++i) {
+    wide = static_cast<uint16_t>(wide | units[i]);
+    notHex = static_cast<unsigned char>(notHex | S_nibbles.of[units[i] & 0xFF]);
+  }
+  if (wide >= 0x100) return false;
+  plan.nibbles = (notHex & S_notHex) == 0;
+  int bytes = plan.nibbles ? (length + 1) / 2 : length;
+  plan.outOfLine = bytes <= S_inlineBytes ? 0 : bytes;
+  return true;
+}
 
 // Whether `value` goes into the compact form. Packed whether or not others hold the
 // record too: a caller that keeps its copy a while (a queue of digests) mustn't cost the
 // tree the saving. A record not terminated at its length (the UTF-8 decoder's) is kept
 // as it is, so that every reading of it stays the same.
 static bool sPlanPacking(const DString& value, SPlan& plan) {
-  plan.units = value.ConvertToUCChar();
-  plan.length = value.Length();
-  if (plan.length == 0 || plan.length > S_packedMax || plan.units == nullptr) return false;
-  if (plan.units[plan.length] != 0) return false;
-  plan.nibbles = true;
-  for (int i = 0; i < plan.length; ++i) {
-    uint16_t unit = plan.units[i];
-    if (unit >= 0x100) return false;
-    if (!sIsLowerHex(unit)) plan.nibbles = false;
-  }
-  int bytes = plan.nibbles ? (plan.length + 1) / 2 : plan.length;
-  plan.outOfLine = bytes <= S_inlineBytes ? 0 : bytes;
-  return true;
+  const uint16_t* units = value.ConvertToUCChar();
+  int length = value.Length();
+  if (units != nullptr && length > 0 && length <= S_packedMax && units[length] != 0) return false;
+  return sPlanUnits(units, length, plan);
 }
 
 // `offset`: where the out-of-line bytes go in `block`, which has room for them there.
@@ -199,20 +242,36 @@ static SPacked sPack(const SPlan& plan, unsigned char* block, int offset) {
     word.offset = static_cast<uint16_t>(offset);
     out = block + offset;
   }
+  const uint16_t* units = plan.units;
   if (!plan.nibbles) {
-    for (int i = 0; i < plan.length; ++i) out[i] = static_cast<unsigned char>(plan.units[i]);
+    for (int i = 0; i < plan.length; ++i) out[i] = static_cast<unsigned char>(units[i]);
     return word;
   }
   word.form |= S_formNibbles;
-  for (int i = 0; i < plan.length; ++i) {
-    uint16_t unit = plan.units[i];
-    unsigned char nibble = static_cast<unsigned char>(unit <= '9' ? unit - '0' : unit - 'a' + 10);
-    if ((i & 1) == 0) {
-      out[i / 2] = static_cast<unsigned char>(nibble << 4);
-    } else {
-      out[i / 2] = static_cast<unsigned char>(out[i / 2] | nibble);
+  int pairs = plan.length / 2;
+  int k = 0;
+#if defined(__SSE2__)
+  // Sixteen digits to eight bytes. A digit's nibble is its low four bits, plus 9 for a
+  // letter (bit 6 set); each 32-bit lane then holds a pair, high digit first.
+  const __m128i low = _mm_set1_epi16(0xF);
+  const __m128i nine = _mm_set1_epi16(9);
+  for (; k + 8 <= pairs; k += 8) {
+    __m128i pair[2];
+    for (int half = 0; half < 2; ++half) {
+      const __m128i eight = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units + 2 * k + 8 * half));
+      const __m128i nibble = _mm_add_epi16(_mm_and_si128(eight, low), _mm_mullo_epi16(_mm_srli_epi16(eight, 6), nine));
+      pair[half] =
+          _mm_and_si128(_mm_or_si128(_mm_slli_epi32(nibble, 4), _mm_srli_epi32(nibble, 16)), _mm_set1_epi32(0xFF));
     }
+    const __m128i bytes = _mm_packus_epi16(_mm_packs_epi32(pair[0], pair[1]), _mm_setzero_si128());
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out + k), bytes);
   }
+#endif
+  for (; k < pairs; ++k) {
+    out[k] =
+        static_cast<unsigned char>((S_nibbles.of[units[2 * k] & 0xFF] << 4) | S_nibbles.of[units[2 * k + 1] & 0xFF]);
+  }
+  if ((plan.length & 1) != 0) out[pairs] = static_cast<unsigned char>(S_nibbles.of[units[plan.length - 1] & 0xFF] << 4);
   return word;
 }
 
@@ -221,20 +280,25 @@ static int sOutOfLineBytes(const SPacked& word) {
   return (word.form & S_formNibbles) != 0 ? (word.length + 1) / 2 : word.length;
 }
 
-// Gives the length; `out` has room for S_packedMax units.
-static int sUnpack(const SAttributeBlock* block, const SPacked& word, uint16_t* out) {
-  bool inlined = (word.form & S_formInline) != 0;
-  int length = inlined ? word.inlineLength : word.length;
-  const unsigned char* in = inlined ? word.InlineText() : block->Bytes() + word.offset;
-  if ((word.form & S_formNibbles) == 0) {
+// The units of a compact value, from its bytes; `out` has room for `length` units.
+static void sUnpackBytes(const unsigned char* in, int length, bool nibbles, uint16_t* out) {
+  if (!nibbles) {
     for (int i = 0; i < length; ++i) out[i] = in[i];
-    return length;
+    return;
   }
   for (int k = 0; k < length / 2; ++k) {
     out[2 * k] = static_cast<uint16_t>(S_hexDigits[in[k] >> 4]);
     out[2 * k + 1] = static_cast<uint16_t>(S_hexDigits[in[k] & 0xF]);
   }
   if ((length & 1) != 0) out[length - 1] = static_cast<uint16_t>(S_hexDigits[in[length / 2] >> 4]);
+}
+
+// Gives the length; `out` has room for S_packedMax units.
+static int sUnpack(const SAttributeBlock* block, const SPacked& word, uint16_t* out) {
+  bool inlined = (word.form & S_formInline) != 0;
+  int length = inlined ? word.inlineLength : word.length;
+  const unsigned char* in = inlined ? word.InlineText() : block->Bytes() + word.offset;
+  sUnpackBytes(in, length, (word.form & S_formNibbles) != 0, out);
   return length;
 }
 
@@ -831,6 +895,18 @@ const DString* ZYNAdmXmlElement::NextAttribute(void*& iterator, const DString*& 
 
 const DString* ZYNAdmXmlElement::_NextAttributeUnits(void*& iterator, const unsigned short*& units, int& length,
                                                      unsigned short* scratch) const {
+  _ValueView value;
+  const DString* name = _NextAttributeView(iterator, value);
+  if (name == nullptr) return nullptr;
+  units = value.units;
+  length = value.length;
+  if (value.units != nullptr) return name;
+  sUnpackBytes(value.bytes, length, value.nibbles, scratch);
+  units = scratch;
+  return name;
+}
+
+const DString* ZYNAdmXmlElement::_NextAttributeView(void*& iterator, _ValueView& value) const {
   if (_p == nullptr || iterator == nullptr) {
     iterator = nullptr;
     return nullptr;
@@ -849,13 +925,94 @@ const DString* ZYNAdmXmlElement::_NextAttributeUnits(void*& iterator, const unsi
     const SAttributeSlot& slot = block->Slots()[index];
     name = &slot.name;
     if (block->IsPacked(index)) {
-      length = sUnpack(block, slot.value.packed, scratch);
-      units = scratch;
+      const SPacked& word = slot.value.packed;
+      bool inlined = (word.form & S_formInline) != 0;
+      value.units = nullptr;
+      value.bytes = inlined ? word.InlineText() : block->Bytes() + word.offset;
+      value.nibbles = (word.form & S_formNibbles) != 0;
+      value.length = inlined ? word.inlineLength : word.length;
       return name;
     }
     text = &slot.value.text;
   }
-  units = text->ConvertToUCChar();
-  length = text->Length();
+  value.units = text->ConvertToUCChar();
+  value.bytes = nullptr;
+  value.nibbles = false;
+  value.length = text->Length();
   return name;
+}
+
+int ZYNAdmXmlElement::_SetAttributesFromUnits(const _UnitsAttribute* attributes, int count) {
+  if (IsOrphan()) return 0;
+  const SAttributeBlock* old = _p == nullptr ? nullptr : _p->Block();
+  bool bare = _p == nullptr || (!_p->listed && (old == nullptr || old->count == 0));
+  if (!bare || count > S_indexThreshold) {
+    int all = 1;
+    for (int i = 0; i < count; ++i) {
+      const _UnitsAttribute& attribute = attributes[i];
+      if (SetAttributeValue(*attribute.name, DString(attribute.units, attribute.length)) == 0) all = 0;
+    }
+    return all;
+  }
+  // The slots in the order the block will hold them, found as SetAttributeValue finds
+  // them one by one: an equal name keeps the first one's record and takes the new value.
+  int nameOf[S_indexThreshold];
+  int valueOf[S_indexThreshold];
+  int slots = 0;
+  int all = 1;
+  for (int i = 0; i < count; ++i) {
+    const DString& name = *attributes[i].name;
+    if (name.IsEmpty()) {
+      all = 0;
+      continue;
+    }
+    int at = slots;
+    // Names mostly come in order: one comparison with the last settles those.
+    if (slots > 0 && DString::Compare(attributes[nameOf[slots - 1]].name, &name) >= 0) {
+      for (at = 0; at < slots; ++at) {
+        if (DString::Compare(attributes[nameOf[at]].name, &name) >= 0) break;
+      }
+      if (DString::Compare(attributes[nameOf[at]].name, &name) == 0) {
+        valueOf[at] = i;
+        continue;
+      }
+    }
+    for (int k = slots; k > at; --k) {
+      nameOf[k] = nameOf[k - 1];
+      valueOf[k] = valueOf[k - 1];
+    }
+    nameOf[at] = i;
+    valueOf[at] = i;
+    ++slots;
+  }
+  if (slots == 0 || !_EnsureBody()) return all;
+  SPlan plans[S_indexThreshold];
+  uint32_t packedSlots = 0;
+  int slotsEnd = static_cast<int>(sizeof(SAttributeBlock) + static_cast<size_t>(slots) * sizeof(SAttributeSlot));
+  int bytes = slotsEnd;
+  for (int k = 0; k < slots; ++k) {
+    const _UnitsAttribute& attribute = attributes[valueOf[k]];
+    if (!sPlanUnits(attribute.units, attribute.length, plans[k])) continue;
+    packedSlots |= 1u << k;
+    bytes += plans[k].outOfLine;
+  }
+  SAttributeBlock* block = static_cast<SAttributeBlock*>(::operator new(static_cast<size_t>(bytes)));
+  block->content = old == nullptr ? nullptr : old->content;
+  block->count = static_cast<uint16_t>(slots);
+  block->spare = 0;
+  block->packedSlots = packedSlots;
+  int cursor = slotsEnd;
+  for (int k = 0; k < slots; ++k) {
+    SAttributeSlot* slot = new (block->Slots() + k) SAttributeSlot(*attributes[nameOf[k]].name);
+    if (!block->IsPacked(k)) {
+      const _UnitsAttribute& attribute = attributes[valueOf[k]];
+      new (&slot->value.text) DString(attribute.units, attribute.length);
+      continue;
+    }
+    slot->value.packed = sPack(plans[k], block->Bytes(), cursor);
+    cursor += plans[k].outOfLine;
+  }
+  _p->attributes = block;
+  sReleaseBlock(const_cast<SAttributeBlock*>(old));
+  return all;
 }

@@ -83,12 +83,34 @@ class ZYNAdmXmlElement {
   // The value of one attribute, borrowed as above; empty text where there is none.
   const DString& GetAttributeValueRef(const DString& name) const;
 
-  // For the writer: as NextAttribute, but the value comes as units, and one held in the
-  // compact form is decoded into `scratch` (room for _scratchUnits) rather than made a
-  // string that would then stay with the element.
+  // As NextAttribute, but the value comes as units, and one held in the compact form is
+  // decoded into `scratch` (room for _scratchUnits) rather than made a string that would
+  // then stay with the element.
   static const int _scratchUnits = 1024;
   const DString* _NextAttributeUnits(void*& iterator, const unsigned short*& units, int& length,
                                      unsigned short* scratch) const;
+
+  // For the writer: as NextAttribute, but a value held in the compact form is given as it
+  // is stored rather than made a string that would then stay with the element. Valid
+  // while the element is unchanged.
+  struct _ValueView {
+    const unsigned short* units;  // a string's units; null for a compact value
+    const unsigned char* bytes;   // compact: one unit (below 0x100) per byte, or, with
+    bool nibbles;                 // `nibbles`, two lower-case hex digits per byte, high first
+    int length;                   // in units
+  };
+  const DString* _NextAttributeView(void*& iterator, _ValueView& value) const;
+
+  // For the parser: the same as SetAttributeValue(*name, DString(units, length)) for each
+  // in turn; on an element without attributes the block is built once, not once per
+  // attribute. `units` is read during the call only. Result: 1 when every attribute was
+  // set.
+  struct _UnitsAttribute {
+    const DString* name;
+    const unsigned short* units;
+    int length;
+  };
+  int _SetAttributesFromUnits(const _UnitsAttribute* attributes, int count);
 
   // Neither of these is an operation of the model; they spare callers a pointer test.
   bool IsOrphan() const { return this == &_orphan; }

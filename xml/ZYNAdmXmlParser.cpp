@@ -2,9 +2,14 @@
 #include "ZYNAdmXmlParser.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <new>
 #include <vector>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "ZYNAdmCodePage.h"
 #include "ZYNAdmInputStream.h"
@@ -20,8 +25,8 @@ namespace {
 const int S_initialCapacity = 4096;  // units of the read buffer
 const int S_blockSize = 4096;        // bytes asked of the stream per Read
 const int S_initialStackCapacity = 20;
-const int S_initialPoolBuckets = 101;
-const int S_directSearchLimit = 256;  // units of a tag searched without the partner index
+const int S_initialPoolBuckets = 128;  // a power of 2: a bucket is a mask away
+const int S_directSearchLimit = 256;   // units of a tag searched without the partner index
 
 // One interned name: the units as they stand in the file and their decoded form.
 struct PooledEntry {
@@ -43,7 +48,8 @@ class NamePool {
   NamePool(const NamePool&) = delete;
   NamePool& operator=(const NamePool&) = delete;
 
-  DString Get(const unsigned short* units, int length);
+  // The record stays with the pool until it is destroyed.
+  const DString& Get(const unsigned short* units, int length);
 
  private:
   void _Grow();
@@ -85,8 +91,52 @@ struct ParseData {
   std::vector<ZYNAdmXmlElement> stack;
   NamePool pool;
   PartnerIndex partners;
-  std::vector<unsigned short> work;  // decoded text or attribute value
+  std::vector<unsigned short> work;  // decoded text or attribute values
+  // The attributes of the tag at hand; a value decoded into `work` has a null `units`
+  // and its offset there in `inWork` until the tag is read to its end.
+  std::vector<ZYNAdmXmlElement::_UnitsAttribute> attributes;
+  std::vector<int> inWork;
 };
+
+// Index of the first `unit` in [from, end), or -1. Values and quoted runs are searched
+// eight units at a time where the machine has the instructions.
+int sFindUnit(const unsigned short* units, int from, int end, unsigned short unit) {
+  int i = from;
+#if defined(__SSE2__)
+  const __m128i wanted = _mm_set1_epi16(static_cast<short>(unit));
+  for (; i + 8 <= end; i += 8) {
+    const __m128i eight = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units + i));
+    const int mask = _mm_movemask_epi8(_mm_cmpeq_epi16(eight, wanted));
+    if (mask != 0) return i + __builtin_ctz(static_cast<unsigned int>(mask)) / 2;
+  }
+#endif
+  for (; i < end; ++i) {
+    if (units[i] == unit) return i;
+  }
+  return -1;
+}
+
+// Widens the bytes below 0x80 from `block[i]` on into `out`, sixteen or eight at a time;
+// gives the index of the first other byte, or `end`. The caller then takes the UTF-8 rules.
+int sWidenAscii(const unsigned char* block, int i, int end, unsigned short* out) {
+#if defined(__SSE2__)
+  const __m128i zero = _mm_setzero_si128();
+  for (; i + 16 <= end; i += 16, out += 16) {
+    const __m128i sixteen = _mm_loadu_si128(reinterpret_cast<const __m128i*>(block + i));
+    if (_mm_movemask_epi8(sixteen) != 0) break;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi8(sixteen, zero));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8), _mm_unpackhi_epi8(sixteen, zero));
+  }
+#endif
+  for (; i + 8 <= end; i += 8, out += 8) {
+    uint64_t eight;
+    std::memcpy(&eight, block + i, 8);
+    if ((eight & 0x8080808080808080ull) != 0) break;
+    for (int k = 0; k < 8; ++k) out[k] = block[i + k];
+  }
+  for (; i < end && block[i] < 0x80; ++i) *out++ = block[i];
+  return i;
+}
 
 bool sIsHexDigit(unsigned short unit) {
   return (unit >= '0' && unit <= '9') || (unit >= 'a' && unit <= 'f') || (unit >= 'A' && unit <= 'F');
@@ -119,7 +169,9 @@ DString sDecodeName(const unsigned short* units, int length) {
 unsigned int sHashUnits(const unsigned short* units, int length) {
   unsigned int hash = 0;
   for (int i = 0; i < length; ++i) hash = hash * 31 + units[i];
-  return hash;
+  // The low bits pick the bucket: they are made to depend on every unit.
+  hash *= 0x9E3779B1u;
+  return hash ^ (hash >> 16);
 }
 
 PooledEntry::PooledEntry(const unsigned short* units, int length, PooledEntry* nextEntry)
@@ -139,14 +191,15 @@ NamePool::~NamePool() {
   }
 }
 
-DString NamePool::Get(const unsigned short* units, int length) {
+const DString& NamePool::Get(const unsigned short* units, int length) {
   const unsigned int hash = sHashUnits(units, length);
-  const size_t bucket = length == 0 ? 0 : (hash & 0x7FFFFFFFu) % _buckets.size();
+  const size_t bucket = hash & (_buckets.size() - 1);
   for (PooledEntry* entry = _buckets[bucket]; entry != nullptr; entry = entry->next) {
     if (entry->raw.Length() != length) continue;
-    if (length == 0 || std::memcmp(entry->raw.ConvertToUCChar(), units, static_cast<size_t>(length) * 2) == 0) {
-      return entry->decoded;
-    }
+    const unsigned short* raw = entry->raw.ConvertToUCChar();
+    int same = 0;
+    while (same < length && raw[same] == units[same]) ++same;
+    if (same == length) return entry->decoded;
   }
   PooledEntry* entry = new PooledEntry(units, length, _buckets[bucket]);
   _buckets[bucket] = entry;
@@ -155,11 +208,11 @@ DString NamePool::Get(const unsigned short* units, int length) {
 }
 
 void NamePool::_Grow() {
-  std::vector<PooledEntry*> grown(2 * _buckets.size() + 1, nullptr);
+  std::vector<PooledEntry*> grown(2 * _buckets.size(), nullptr);
   for (PooledEntry* entry : _buckets) {
     while (entry != nullptr) {
       PooledEntry* next = entry->next;
-      const size_t bucket = entry->raw.Length() == 0 ? 0 : (entry->hash & 0x7FFFFFFFu) % grown.size();
+      const size_t bucket = entry->hash & (grown.size() - 1);
       entry->next = grown[bucket];
       grown[bucket] = entry;
       entry = next;
@@ -203,6 +256,10 @@ int sFillBuffer(unsigned short* destination, int count, ZYNAdmInputStream& strea
     if (got == 0) break;
     if (got > wanted) got = wanted;
     for (int i = 0; i < got; ++i) {
+      const int plain = sWidenAscii(block, i, got, destination + stored);
+      stored += plain - i;
+      i = plain;
+      if (i == got) break;
       const unsigned int lead = block[i];
       if (lead < 0xC0) {
         destination[stored++] = static_cast<unsigned short>(lead);
@@ -278,11 +335,9 @@ bool sMatches(const unsigned short* units, int length, const Entity& entity) {
 template <size_t N>
 DString sDecodeEntities(const unsigned short* units, int length, const Entity (&table)[N],
                         std::vector<unsigned short>& work) {
-  const unsigned short* ampersand = nullptr;
-  for (int i = 0; i < length && ampersand == nullptr; ++i) {
-    if (units[i] == '&') ampersand = units + i;
-  }
-  if (ampersand == nullptr) return DString(units, length);
+  const int found = sFindUnit(units, 0, length, '&');
+  if (found < 0) return DString(units, length);
+  const unsigned short* ampersand = units + found;
   work.clear();
   work.insert(work.end(), units, ampersand);
   for (int i = static_cast<int>(ampersand - units); i < length; ++i) {
@@ -300,6 +355,34 @@ DString sDecodeEntities(const unsigned short* units, int length, const Entity (&
   return DString(work.data(), static_cast<int>(work.size()));
 }
 
+// As sDecodeEntities for an attribute value, but the value stays in the tag where it
+// holds no `&`, and is otherwise appended to `work`. Gives the attribute with `units`
+// null and the offset in `work` in `offset` in the latter case.
+ZYNAdmXmlElement::_UnitsAttribute sValueUnits(const unsigned short* units, int length,
+                                              std::vector<unsigned short>& work, int& offset) {
+  ZYNAdmXmlElement::_UnitsAttribute value = {nullptr, units, length};
+  offset = -1;
+  const int ampersand = sFindUnit(units, 0, length, '&');
+  if (ampersand < 0) return value;
+  offset = static_cast<int>(work.size());
+  work.insert(work.end(), units, units + ampersand);
+  for (int i = ampersand; i < length; ++i) {
+    unsigned short unit = units[i];
+    if (unit == '&') {
+      for (const Entity& entity : S_attributeEntities) {
+        if (!sMatches(units + i, length - i, entity)) continue;
+        unit = entity.unit;
+        i += entity.length - 1;
+        break;
+      }
+    }
+    work.push_back(unit);
+  }
+  value.units = nullptr;
+  value.length = static_cast<int>(work.size()) - offset;
+  return value;
+}
+
 // Text that opens with a line end is layout when only tabs and blanks follow; any other
 // text, even one opening with a blank or a carriage return, keeps every unit.
 DString sDecodeText(const unsigned short* units, int length, std::vector<unsigned short>& work) {
@@ -310,13 +393,6 @@ DString sDecodeText(const unsigned short* units, int length, std::vector<unsigne
     if (first == length) return DString();
   }
   return sDecodeEntities(units + first, length - first, S_textEntities, work);
-}
-
-int sFindUnit(const unsigned short* units, int from, int end, unsigned short unit) {
-  for (int i = from; i < end; ++i) {
-    if (units[i] == unit) return i;
-  }
-  return -1;
 }
 
 // The closing delimiter of a value whose opening one is searched from `from`: the first
@@ -351,23 +427,35 @@ int sFindValueEnd(ParseData& data, const unsigned short* tag, int from, int leng
 // belongs to the first `=` behind the name, and any unit can delimit it. The unit behind a
 // closing delimiter is always skipped. Once no `=` or no delimiter can be found, nothing
 // later in the tag can be found either, so the list ends there.
+// The attributes are gathered first and given to the element in one go.
 void sReadAttributes(ParseData& data, const unsigned short* tag, int position, int length, ZYNAdmXmlElement& element) {
   data.partners.Invalidate();
+  data.attributes.clear();
+  data.inWork.clear();
+  data.work.clear();
   while (position < length) {
     while (position < length && tag[position] <= 0x20) ++position;
-    if (position + 1 >= length) return;
+    if (position + 1 >= length) break;
     const int nameStart = position;
     int nameEnd = nameStart + 1;
     while (nameEnd < length && tag[nameEnd] != '=' && tag[nameEnd] > 0x20) ++nameEnd;
     const int equals = sFindUnit(tag, nameEnd, length, '=');
-    if (equals < 0 || equals == length - 1) return;
+    if (equals < 0 || equals == length - 1) break;
     int open = 0;
     const int close = sFindValueEnd(data, tag, equals + 1, length, open);
-    if (close < 0) return;
-    const DString value = sDecodeEntities(tag + open + 1, close - open - 1, S_attributeEntities, data.work);
-    element.SetAttributeValue(data.pool.Get(tag + nameStart, nameEnd - nameStart), value);
+    if (close < 0) break;
+    int offset = -1;
+    ZYNAdmXmlElement::_UnitsAttribute attribute = sValueUnits(tag + open + 1, close - open - 1, data.work, offset);
+    attribute.name = &data.pool.Get(tag + nameStart, nameEnd - nameStart);
+    data.attributes.push_back(attribute);
+    data.inWork.push_back(offset);
     position = close + 2;
   }
+  if (data.attributes.empty()) return;
+  for (size_t i = 0; i < data.attributes.size(); ++i) {
+    if (data.inWork[i] >= 0) data.attributes[i].units = data.work.data() + data.inWork[i];
+  }
+  element._SetAttributesFromUnits(data.attributes.data(), static_cast<int>(data.attributes.size()));
 }
 
 // A start tag of `length` units at `tag`: a new element on the stack, closed at once when
@@ -416,11 +504,13 @@ bool sIsComment(const unsigned short* buffer, int tagStart, int index) {
 int sScanTag(const ParseData& data, int tagStart, int scan, unsigned short& quote) {
   const unsigned short* buffer = data.buffer;
   for (; scan < data.end; ++scan) {
-    const unsigned short unit = buffer[scan];
     if (quote != 0) {
-      if (unit == quote) quote = 0;
+      scan = sFindUnit(buffer, scan, data.end, quote);
+      if (scan < 0) return -1;
+      quote = 0;
       continue;
     }
+    const unsigned short unit = buffer[scan];
     if (unit == '>') {
       if (sEndsTag(buffer, tagStart, scan)) return scan;
       continue;
@@ -475,7 +565,7 @@ int ZYNAdmXmlParser::Parse(ZYNAdmInputStream& stream, ZYNAdmXmlElement& root) {
     }
 
     // Only the first piece of text that decodes to something becomes the value.
-    if (scan > textStart && data.top >= 0 && data.stack[static_cast<size_t>(data.top)].GetValue().IsEmpty()) {
+    if (scan > textStart && data.top >= 0 && data.stack[static_cast<size_t>(data.top)].GetValueRef().IsEmpty()) {
       const DString text = sDecodeText(data.buffer + textStart, scan - textStart, data.work);
       if (!text.IsEmpty()) data.stack[static_cast<size_t>(data.top)].SetValue(text);
     }

@@ -69,6 +69,33 @@ TEST(XmlWriter, AttributesSortedTextBeforeChildrenAndPrologUnescaped) {
   EXPECT_EQ(kDeclaration + "<!-- \xC3\xA9 & --><a x=\"1\" y=\"2\">t<b/></a>", withText.bytes);
 }
 
+// A compact value is written from its bytes, a string through the unit rules: both must
+// give the same bytes and the same Write calls wherever the buffer edge falls.
+TEST(XmlWriter, CompactAndStringValuesWriteAlikeAtEveryBufferEdge) {
+  const std::wstring hex = L"0123456789abcdef0123456789abcdef";
+  const std::wstring values[] = {hex,
+                                 hex + hex + L"f",
+                                 L"/d000/e00/f0000001.binx'",
+                                 L"/d000/e00/f0000001.b<n",
+                                 L"/d000/e00/f000001\xE9.bin",
+                                 L"/d000/e00/f0000001\"b",
+                                 std::wstring(1024, L'q')};
+  for (const std::wstring& value : values) {
+    for (size_t pad = 4040 - value.size(); pad <= 4050; ++pad) {
+      ZYNAdmXmlElement compact(L"e");
+      compact.SetAttributeValue(L"a", DString(std::wstring(pad, L'p').c_str()));
+      compact.SetAttributeValue(L"v", DString(value.c_str()));
+      ZYNAdmXmlElement strings = compact.Clone(0);
+      strings.GetAttributeValueRef(L"v");  // a borrowed view makes it a string
+      RecordingStream fromBytes, fromUnits;
+      ZYNAdmXmlParser::GetXml(compact, fromBytes);
+      ZYNAdmXmlParser::GetXml(strings, fromUnits);
+      EXPECT_EQ(fromUnits.bytes, fromBytes.bytes);
+      EXPECT_EQ(fromUnits.writes, fromBytes.writes) << pad;
+    }
+  }
+}
+
 TEST(XmlWriter, FailuresReturnZeroAndLeaveTheStreamOpen) {
   ZYNAdmXmlElement unnamedChild(L"r"), big(L"r");
   unnamedChild.AddChild(ZYNAdmXmlElement());
