@@ -1,7 +1,11 @@
 // Reading a File element's fields in place, for the walks over every file of a volume.
 #include "ZYNInsFileFields.h"
 
+#include <cstring>
+
 #include "DString.h"
+
+typedef ZYNAdmXmlElement::_ValueView View;
 
 static DString const& sPathName() {
   static DString const S_name(L"path");
@@ -20,22 +24,47 @@ static bool sIsNamed(DString const* name, DString const& wanted) {
   return name->Length() == wanted.Length() && name->IsSubStringAt(0, wanted);
 }
 
-void ZYNInsFileFields::Read(ZYNAdmXmlElement const* file) {
+static const char S_HexDigits[] = "0123456789abcdef";
+
+// The units of a compact value, and a unit 0 behind them.
+static void sUnpack(View const& value, unsigned short* out) {
+  for (int i = 0; i < value.length; ++i) {
+    if (!value.nibbles) {
+      out[i] = value.bytes[i];
+      continue;
+    }
+    unsigned char byte = value.bytes[i / 2];
+    out[i] = static_cast<unsigned short>(S_HexDigits[(i & 1) == 0 ? byte >> 4 : byte & 0xF]);
+  }
+  out[value.length] = 0;
+}
+
+ZYNInsFileFields::Units ZYNInsFileFields::_Decode(View const& value, int room) {
+  Units units;
+  units.length = value.length;
+  units.at = value.units;
+  if (units.at != nullptr) return units;
+  sUnpack(value, _rooms[room]);
+  units.at = _rooms[room];
+  return units;
+}
+
+void ZYNInsFileFields::Read(ZYNAdmXmlElement const* file, int fields) {
   _file = file;
-  path = hash = timestamp = Units();
+  path = timestamp = Units();
+  _hash = View();
   if (file == nullptr) return;
-  int room = 0;  // the rooms below it hold a value kept
   for (void* it = file->GetAttributes(); it != nullptr;) {
-    Units value;
-    DString const* name = file->_NextAttributeUnits(it, value.at, value.length, _rooms[room]);
+    View value;
+    DString const* name = file->_NextAttributeView(it, value);
     if (name == nullptr) return;
-    Units* field = sIsNamed(name, sPathName())        ? &path
-                   : sIsNamed(name, sHashName())      ? &hash
-                   : sIsNamed(name, sTimestampName()) ? &timestamp
-                                                      : nullptr;
-    if (field == nullptr) continue;
-    if (value.at == _rooms[room]) _rooms[room++][value.length] = 0;
-    *field = value;
+    if ((fields & kPath) != 0 && sIsNamed(name, sPathName())) {
+      path = _Decode(value, 0);
+    } else if ((fields & kHash) != 0 && sIsNamed(name, sHashName())) {
+      _hash = value;
+    } else if ((fields & kTimestamp) != 0 && sIsNamed(name, sTimestampName())) {
+      timestamp = _Decode(value, 1);
+    }
   }
 }
 
@@ -65,4 +94,35 @@ int ZYNInsFileFields::ComparePaths(ZYNInsFileFields const& a, ZYNInsFileFields c
     if (*left != *right) return *left < *right ? -1 : 1;
     if (*left == 0) return 0;
   }
+}
+
+bool ZYNInsFileFields::LooselyEqual(Units a, Units b) {
+  if (a.length != b.length) {
+    Units const& longer = a.length > b.length ? a : b;
+    return (longer.at[0] & 0xFF) == 0;
+  }
+  return a.length == 0 || std::memcmp(a.at, b.at, sizeof(unsigned short) * static_cast<size_t>(a.length)) == 0;
+}
+
+bool ZYNInsFileFields::SameHash(ZYNInsFileFields const& a, ZYNInsFileFields const& b) {
+  View const& left = a._hash;
+  View const& right = b._hash;
+  // Two digests stored alike: their bytes tell.
+  if (left.units == nullptr && right.units == nullptr && left.length == right.length && left.nibbles == right.nibbles) {
+    size_t bytes = static_cast<size_t>(left.nibbles ? (left.length + 1) / 2 : left.length);
+    return bytes == 0 || std::memcmp(left.bytes, right.bytes, bytes) == 0;
+  }
+  unsigned short leftRoom[ZYNAdmXmlElement::_scratchUnits + 1];
+  unsigned short rightRoom[ZYNAdmXmlElement::_scratchUnits + 1];
+  Units leftUnits{left.units, left.length};
+  Units rightUnits{right.units, right.length};
+  if (left.units == nullptr) {
+    sUnpack(left, leftRoom);
+    leftUnits.at = leftRoom;
+  }
+  if (right.units == nullptr) {
+    sUnpack(right, rightRoom);
+    rightUnits.at = rightRoom;
+  }
+  return LooselyEqual(leftUnits, rightUnits);
 }

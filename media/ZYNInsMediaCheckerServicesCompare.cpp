@@ -63,14 +63,6 @@ bool SameUnits(Units a, Units b) {
          (a.length == 0 || std::memcmp(a.at, b.at, sizeof(unsigned short) * static_cast<std::size_t>(a.length)) == 0);
 }
 
-// DString's equality, loose as it is: of two texts of different lengths the longer is
-// taken for equal when its first unit's low byte is 0.
-bool LooselyEqual(Units a, Units b) {
-  if (a.length == b.length) return SameUnits(a, b);
-  Units const& longer = a.length > b.length ? a : b;
-  return (longer.at[0] & 0xFF) == 0;
-}
-
 long long SecondsOf(DString const& text) {
   long long value = 0;
   text.ConvertToNum(value, "%lld");
@@ -97,7 +89,7 @@ struct Names {
 class ScannedVolume {
  public:
   ScannedVolume(ZYNAdmXmlElement const& cd, Names const& names) : _cd(cd), _probe(new ZYNInsFileFields()) {
-    for (ZYNAdmXmlElement const& child : cd.Children()) _children.push_back(child);
+    for (ZYNAdmXmlElement const& child : cd.Children()) _children.push_back(&child);
     _taken.assign(_children.size(), false);
     _nextSame.assign(_children.size(), -1);
     std::size_t size = 16;
@@ -105,8 +97,8 @@ class ScannedVolume {
     _slots.assign(size, Slot());
     ZYNInsFileFields reader;
     for (std::size_t i = 0; i < _children.size(); ++i) {
-      if (_children[i].GetNameRef() != names.file) continue;
-      reader.Read(&_children[i]);
+      if (_children[i]->GetNameRef() != names.file) continue;
+      reader.Read(_children[i], ZYNInsFileFields::kPath);
       Slot& slot = _slots[_Probe(reader.path)];
       int at = static_cast<int>(i);
       if (slot.tail < 0) {
@@ -128,7 +120,7 @@ class ScannedVolume {
   // The first file of `slot` still in the volume, or null.
   ZYNAdmXmlElement const* First(int slot) const {
     if (slot < 0 || _slots[static_cast<std::size_t>(slot)].head < 0) return nullptr;
-    return &_children[static_cast<std::size_t>(_slots[static_cast<std::size_t>(slot)].head)];
+    return _children[static_cast<std::size_t>(_slots[static_cast<std::size_t>(slot)].head)];
   }
 
   // First, and the file leaves the volume.
@@ -161,13 +153,13 @@ class ScannedVolume {
       Slot const& slot = _slots[at];
       if (slot.tail < 0) return at;
       if (slot.hash != hash) continue;
-      _probe->Read(&_children[static_cast<std::size_t>(slot.tail)]);
+      _probe->Read(_children[static_cast<std::size_t>(slot.tail)], ZYNInsFileFields::kPath);
       if (SameUnits(path, _probe->path)) return at;
     }
   }
 
   ZYNAdmXmlElement _cd;
-  std::vector<ZYNAdmXmlElement> _children;
+  std::vector<ZYNAdmXmlElement const*> _children;  // in _cd's list, which holds them
   std::vector<bool> _taken;
   std::vector<int> _nextSame;  // the next child of the same path, or -1
   std::vector<Slot> _slots;
@@ -188,10 +180,10 @@ struct Matched {
 struct VolumePair {
   int number;  // the true volume number, whatever -cds left out
   ZYNAdmXmlElement reference;
-  std::vector<ZYNAdmXmlElement> children;  // the reference volume's, in order
-  std::vector<bool> dealtWith;             // File children that leave the reference
-  std::vector<std::size_t> files;          // positions of the File children
-  std::vector<Matched> matched;            // those the first pass found
+  std::vector<ZYNAdmXmlElement const*> children;  // in the reference volume's list, in order
+  std::vector<bool> dealtWith;                    // File children that leave the reference
+  std::vector<std::size_t> files;                 // positions of the File children
+  std::vector<Matched> matched;                   // those the first pass found
   ScannedVolume scanned;
 };
 
@@ -214,14 +206,15 @@ static void sReplaceChildren(ZYNAdmXmlElement& parent, std::vector<ZYNAdmXmlElem
 void ScannedVolume::Commit() {
   std::vector<ZYNAdmXmlElement> keep;
   for (std::size_t i = 0; i < _children.size(); ++i) {
-    if (!_taken[i]) keep.push_back(_children[i]);
+    if (!_taken[i]) keep.push_back(*_children[i]);
   }
   if (keep.size() != _children.size()) sReplaceChildren(_cd, keep);
 }
 
-static std::vector<ZYNAdmXmlElement> sChildren(ZYNAdmXmlElement const& parent) {
-  std::vector<ZYNAdmXmlElement> children;
-  for (ZYNAdmXmlElement const& child : parent.Children()) children.push_back(child);
+// Pointers, not handles: a handle copied would touch every element's count twice.
+static std::vector<ZYNAdmXmlElement const*> sChildren(ZYNAdmXmlElement const& parent) {
+  std::vector<ZYNAdmXmlElement const*> children;
+  for (ZYNAdmXmlElement const& child : parent.Children()) children.push_back(&child);
   return children;
 }
 
@@ -264,7 +257,7 @@ static std::vector<VolumePair> sPairVolumes(ZYNAdmXmlElement const& reference, Z
     VolumePair pair{cd, refCD, sChildren(refCD), {}, {}, {}, ScannedVolume(scanned, names)};
     pair.dealtWith.assign(pair.children.size(), false);
     for (std::size_t i = 0; i < pair.children.size(); ++i) {
-      if (pair.children[i].GetNameRef() == names.file) pair.files.push_back(i);
+      if (pair.children[i]->GetNameRef() == names.file) pair.files.push_back(i);
     }
     pairs.push_back(std::move(pair));
   }
@@ -281,11 +274,11 @@ static void sFindMissingAndAltered(std::vector<VolumePair>& pairs, Names const& 
   for (VolumePair& pair : pairs) {
     DString cd = DString::FromNum(pair.number, "%d");
     for (std::size_t at : pair.files) {
-      ZYNAdmXmlElement const& file = pair.children[at];
+      ZYNAdmXmlElement const& file = *pair.children[at];
       expected->Read(&file);
       int slot = pair.scanned.Find(expected->path);
       ZYNAdmXmlElement const* match = pair.scanned.First(slot);
-      found->Read(match);
+      found->Read(match, ZYNInsFileFields::kHash | ZYNInsFileFields::kTimestamp);
       long long seconds = expected->Seconds();
       long long delta = DeltaOf(found->Seconds(), seconds);
       deltas.push_back(delta);
@@ -294,12 +287,12 @@ static void sFindMissingAndAltered(std::vector<VolumePair>& pairs, Names const& 
         pair.dealtWith[at] = true;  // takes no further part
         continue;
       }
-      if (!LooselyEqual(found->hash, expected->hash)) {
+      if (!ZYNInsFileFields::SameHash(*found, *expected)) {
         sAppendFinding(errors, S_Content,
                        DStrings(cd, file.GetAttributeValue(names.path), match->GetAttributeValue(names.hash),
                                 file.GetAttributeValue(names.hash)));
       }
-      bool toc = LooselyEqual(expected->path, Units{S_Toc, 4});
+      bool toc = ZYNInsFileFields::LooselyEqual(expected->path, Units{S_Toc, 4});
       pair.matched.push_back(Matched{at, slot, match, seconds, delta, toc});
     }
   }
@@ -318,11 +311,11 @@ static void sFindWrongTimes(std::vector<VolumePair>& pairs, Names const& names, 
       long long delta = file.delta;
       // A path the reference lists twice takes the next scanned file of that path, or none.
       if (taken != file.found) {
-        found->Read(taken);
+        found->Read(taken, ZYNInsFileFields::kTimestamp);
         delta = DeltaOf(found->Seconds(), file.expected);
       }
       if (!sTimeIsWrong(file.toc, delta, first, second)) continue;
-      ZYNAdmXmlElement const& expected = pair.children[file.at];
+      ZYNAdmXmlElement const& expected = *pair.children[file.at];
       DString retrieved = taken == nullptr ? DString() : taken->GetAttributeValue(names.timestamp);
       sAppendFinding(
           errors, S_Time,
@@ -330,7 +323,7 @@ static void sFindWrongTimes(std::vector<VolumePair>& pairs, Names const& names, 
     }
     std::vector<ZYNAdmXmlElement> keep;
     for (std::size_t i = 0; i < pair.children.size(); ++i) {
-      if (!pair.dealtWith[i]) keep.push_back(pair.children[i]);
+      if (!pair.dealtWith[i]) keep.push_back(*pair.children[i]);
     }
     if (keep.size() != pair.children.size()) sReplaceChildren(pair.reference, keep);
     pair.scanned.Commit();

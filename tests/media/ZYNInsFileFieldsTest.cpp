@@ -14,9 +14,10 @@ DString Units(std::u16string const& text) {
   return DString(reinterpret_cast<unsigned short const*>(text.data()), static_cast<int>(text.size()));
 }
 
-ZYNAdmXmlElement File(DString const& path, DString const& timestamp) {
+ZYNAdmXmlElement File(DString const& path, DString const& timestamp,
+                      DString const& hash = DString(L"0123456789abcdef")) {
   ZYNAdmXmlElement file(DString(L"File"));
-  file.SetAttributeValue(DString(L"hash"), DString(L"0123456789abcdef"));
+  if (!hash.IsEmpty()) file.SetAttributeValue(DString(L"hash"), hash);
   if (!path.IsEmpty()) file.SetAttributeValue(DString(L"path"), path);
   file.SetAttributeValue(DString(L"timestamp"), timestamp);
   return file;
@@ -42,7 +43,6 @@ TEST(FileFields, PathsCompareAndTimesReadAsTheStringsDo) {
     long long expected = 0;
     times[i % times.size()].ConvertToNum(expected, "%lld");
     EXPECT_EQ(left.Seconds(), expected) << i;
-    EXPECT_EQ(left.hash.length, 16) << i;
     for (std::size_t j = 0; j < paths.size(); ++j) {
       ZYNAdmXmlElement b = File(paths[j], DString(L"0"));
       left.Read(&a);
@@ -52,8 +52,37 @@ TEST(FileFields, PathsCompareAndTimesReadAsTheStringsDo) {
     }
   }
   left.Read(nullptr);
-  EXPECT_EQ(left.path.length + left.hash.length + left.timestamp.length, 0);
+  EXPECT_EQ(left.path.length + left.timestamp.length, 0);
   EXPECT_EQ(left.Seconds(), 0);
+}
+
+// Nibbles, Latin-1 bytes, strings (upper case, long, beyond Latin-1) and no hash at all.
+TEST(FileFields, HashesCompareAsTheStringsDo) {
+  std::u16string const digits = u"0123456789abcdef0123456789abcdef0123456789abcdef0123456789abcdef";
+  std::vector<DString> const hashes = {
+      Units(digits),
+      Units(digits.substr(1) + u"0"),
+      Units(u"0123456789ABCDEF"),
+      Units(u"abc"),
+      Units(u"abd"),
+      Units(u"\u0100x"),
+      Units(u"\u0100"),
+      Units(std::u16string(1100, u'a')),
+      DString(),
+      Units(u"0123456789abcdeg"),
+      Units(u"0123456789abcde"),
+  };
+  ZYNInsFileFields left;
+  ZYNInsFileFields right;
+  for (std::size_t i = 0; i < hashes.size(); ++i) {
+    for (std::size_t j = 0; j < hashes.size(); ++j) {
+      ZYNAdmXmlElement a = File(DString(L"/a"), DString(L"1"), hashes[i]);
+      ZYNAdmXmlElement b = File(DString(L"/a"), DString(L"1"), hashes[j]);
+      left.Read(&a);
+      right.Read(&b, ZYNInsFileFields::kHash);
+      EXPECT_EQ(ZYNInsFileFields::SameHash(left, right), hashes[i] == hashes[j]) << i << " " << j;
+    }
+  }
 }
 
 }  // namespace
