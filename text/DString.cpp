@@ -171,6 +171,22 @@ void DString::_AllocNewRefString(int newLength, unsigned char keepText, unsigned
     int grown = static_cast<int>(static_cast<double>(capacity) * 1.5);
     if (grown > newCapacity) newCapacity = grown;
   }
+  // A text of its own grows where it stands: a long one (a report's findings) is moved
+  // by the allocator's page mapping instead of copied into fresh pages at each growth.
+  if (keepText && _p != _DStringEmptyPtr && _p->RefCount() == 1 && newCapacity > capacity &&
+      static_cast<uint32_t>(newCapacity) <= DStringInternal::kCapacityMask) {
+    size_t bytes = sizeof(DStringInternal) + (static_cast<size_t>(newCapacity) + 1 + kSlackUnits) * sizeof(uint16_t);
+    if (DStringInternal* grown = static_cast<DStringInternal*>(std::realloc(_p, bytes))) {
+      int keep = grown->length < newLength ? grown->length : newLength;
+      if (keep < 0) keep = 0;
+      grown->capacityAndFlags = static_cast<uint32_t>(newCapacity) | DStringInternal::kHashStale;
+      grown->length = keep;
+      grown->Units()[keep] = 0;
+      grown->Units()[newCapacity] = 0;
+      _p = grown;
+      return;
+    }
+  }
   DStringInternal* fresh = DStringInternal::Allocate(newCapacity);
   if (fresh != _DStringEmptyPtr && keepText) {
     int keep = _p->length < newLength ? _p->length : newLength;
