@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "DStrings.h"
+#include "QRTWorkers.h"
 #include "ZYNAdmError.h"
 #include "ZYNAdmOutputStreamBuffer.h"
 #include "ZYNAdmXmlElement.h"
@@ -86,23 +87,38 @@ struct Names {
 // The File children of one scanned volume, by path. A search from the first child finds
 // the earliest file of a path that is still there, and only matches of the time pass
 // leave, so each path chains its files in order, the first one left at the head.
+//
+// The paths are read and hashed on every core, then entered in order. Reading a tree
+// from several threads is safe here only because nothing below borrows a compact value
+// (which would write the element): fields are read through ZYNInsFileFields.
 class ScannedVolume {
  public:
-  ScannedVolume(ZYNAdmXmlElement const& cd, Names const& names) : _cd(cd), _probe(new ZYNInsFileFields()) {
+  ScannedVolume(ZYNAdmXmlElement const& cd, Names const& names) : _cd(cd) {
     for (ZYNAdmXmlElement const& child : cd.Children()) _children.push_back(&child);
-    _taken.assign(_children.size(), false);
-    _nextSame.assign(_children.size(), -1);
+    std::size_t count = _children.size();
+    _taken.assign(count, false);
+    _nextSame.assign(count, -1);
     std::size_t size = 16;
-    while (size < _children.size() * 2) size *= 2;
+    while (size < count * 2) size *= 2;
     _slots.assign(size, Slot());
-    ZYNInsFileFields reader;
-    for (std::size_t i = 0; i < _children.size(); ++i) {
-      if (_children[i]->GetNameRef() != names.file) continue;
-      reader.Read(_children[i], ZYNInsFileFields::kPath);
-      Slot& slot = _slots[_Probe(reader.path)];
+    std::vector<std::uint64_t> hashes(count);
+    std::vector<char> isFile(count);
+    QRTForEachRange("compare", count, S_Range, [&](std::size_t first, std::size_t last) {
+      std::unique_ptr<ZYNInsFileFields> reader(new ZYNInsFileFields());
+      for (std::size_t i = first; i < last; ++i) {
+        isFile[i] = _children[i]->GetNameRef() == names.file;
+        if (!isFile[i]) continue;
+        reader->Read(_children[i], ZYNInsFileFields::kPath);
+        hashes[i] = HashOf(reader->path);
+      }
+    });
+    std::unique_ptr<ZYNInsFileFields[]> readers(new ZYNInsFileFields[2]);
+    for (std::size_t i = 0; i < count; ++i) {
+      if (!isFile[i]) continue;
+      Slot& slot = _slots[_Probe(hashes[i], _children[i], Units(), readers.get())];
       int at = static_cast<int>(i);
       if (slot.tail < 0) {
-        slot.hash = HashOf(reader.path);
+        slot.hash = hashes[i];
         slot.head = at;
       } else {
         _nextSame[static_cast<std::size_t>(slot.tail)] = at;
@@ -111,9 +127,10 @@ class ScannedVolume {
     }
   }
 
-  // Where the files of `path` are, or -1 when the volume never had one.
-  int Find(Units path) const {
-    std::size_t at = _Probe(path);
+  // Where the files of `path` are, or -1 when the volume never had one. `probe` reads
+  // the paths met on the way: one for each thread that searches.
+  int Find(Units path, ZYNInsFileFields& probe) const {
+    std::size_t at = _Probe(HashOf(path), nullptr, path, &probe);
     return _slots[at].tail < 0 ? -1 : static_cast<int>(at);
   }
 
@@ -137,6 +154,8 @@ class ScannedVolume {
   // Leaves in the element only what no match took, in its order.
   void Commit();
 
+  static const std::size_t S_Range = 2048;  // files read in one piece of work
+
  private:
   // Empty while tail is -1; head is -1 once every file of the path is taken.
   struct Slot {
@@ -145,16 +164,21 @@ class ScannedVolume {
     int tail = -1;
   };
 
-  // The slot of `path`, or the empty one where it would go.
-  std::size_t _Probe(Units path) const {
-    std::uint64_t hash = HashOf(path);
+  // The slot of the path, or the empty one where it would go. The path is `path`, or,
+  // where that is empty, `owner`'s, read only when a slot of the same hash is met.
+  // `readers`: room for two.
+  std::size_t _Probe(std::uint64_t hash, ZYNAdmXmlElement const* owner, Units path, ZYNInsFileFields* readers) const {
     std::size_t mask = _slots.size() - 1;
     for (std::size_t at = hash & mask;; at = (at + 1) & mask) {
       Slot const& slot = _slots[at];
       if (slot.tail < 0) return at;
       if (slot.hash != hash) continue;
-      _probe->Read(_children[static_cast<std::size_t>(slot.tail)], ZYNInsFileFields::kPath);
-      if (SameUnits(path, _probe->path)) return at;
+      if (owner != nullptr && path.at == nullptr) {
+        readers[1].Read(owner, ZYNInsFileFields::kPath);
+        path = readers[1].path;
+      }
+      readers[0].Read(_children[static_cast<std::size_t>(slot.tail)], ZYNInsFileFields::kPath);
+      if (SameUnits(path, readers[0].path)) return at;
     }
   }
 
@@ -163,7 +187,6 @@ class ScannedVolume {
   std::vector<bool> _taken;
   std::vector<int> _nextSame;  // the next child of the same path, or -1
   std::vector<Slot> _slots;
-  std::unique_ptr<ZYNInsFileFields> _probe;  // reads the paths met while probing
 };
 
 // A reference file matched by the first pass, judged on its time by the second.
@@ -269,31 +292,51 @@ static const unsigned short S_Toc[] = {'/', 'T', 'O', 'C'};
 // Pass 0: files gone and altered content, and the time differences of every file.
 static void sFindMissingAndAltered(std::vector<VolumePair>& pairs, Names const& names, DString& errors,
                                    std::vector<long long>& deltas) {
-  std::unique_ptr<ZYNInsFileFields> expected(new ZYNInsFileFields());
-  std::unique_ptr<ZYNInsFileFields> found(new ZYNInsFileFields());
+  // What each file's first look gives, read on every core; the findings follow in order.
+  struct Look {
+    int slot;
+    ZYNAdmXmlElement const* match;
+    long long seconds;
+    long long delta;
+    bool sameHash;
+    bool toc;
+  };
   for (VolumePair& pair : pairs) {
+    std::vector<Look> looks(pair.files.size());
+    QRTForEachRange("compare", looks.size(), ScannedVolume::S_Range, [&](std::size_t first, std::size_t last) {
+      std::unique_ptr<ZYNInsFileFields[]> fields(new ZYNInsFileFields[3]);
+      ZYNInsFileFields& expected = fields[0];
+      ZYNInsFileFields& found = fields[1];
+      for (std::size_t i = first; i < last; ++i) {
+        expected.Read(pair.children[pair.files[i]]);
+        Look& look = looks[i];
+        look.slot = pair.scanned.Find(expected.path, fields[2]);
+        look.match = pair.scanned.First(look.slot);
+        found.Read(look.match, ZYNInsFileFields::kHash | ZYNInsFileFields::kTimestamp);
+        look.seconds = expected.Seconds();
+        look.delta = DeltaOf(found.Seconds(), look.seconds);
+        look.sameHash = ZYNInsFileFields::SameHash(found, expected);
+        look.toc = ZYNInsFileFields::LooselyEqual(expected.path, Units{S_Toc, 4});
+      }
+    });
     DString cd = DString::FromNum(pair.number, "%d");
-    for (std::size_t at : pair.files) {
+    pair.matched.reserve(looks.size());
+    for (std::size_t i = 0; i < looks.size(); ++i) {
+      Look const& look = looks[i];
+      std::size_t at = pair.files[i];
       ZYNAdmXmlElement const& file = *pair.children[at];
-      expected->Read(&file);
-      int slot = pair.scanned.Find(expected->path);
-      ZYNAdmXmlElement const* match = pair.scanned.First(slot);
-      found->Read(match, ZYNInsFileFields::kHash | ZYNInsFileFields::kTimestamp);
-      long long seconds = expected->Seconds();
-      long long delta = DeltaOf(found->Seconds(), seconds);
-      deltas.push_back(delta);
-      if (match == nullptr) {
+      deltas.push_back(look.delta);
+      if (look.match == nullptr) {
         sAppendFinding(errors, S_Missing, DStrings(cd, file.GetAttributeValue(names.path)));
         pair.dealtWith[at] = true;  // takes no further part
         continue;
       }
-      if (!ZYNInsFileFields::SameHash(*found, *expected)) {
+      if (!look.sameHash) {
         sAppendFinding(errors, S_Content,
-                       DStrings(cd, file.GetAttributeValue(names.path), match->GetAttributeValue(names.hash),
+                       DStrings(cd, file.GetAttributeValue(names.path), look.match->GetAttributeValue(names.hash),
                                 file.GetAttributeValue(names.hash)));
       }
-      bool toc = ZYNInsFileFields::LooselyEqual(expected->path, Units{S_Toc, 4});
-      pair.matched.push_back(Matched{at, slot, match, seconds, delta, toc});
+      pair.matched.push_back(Matched{at, look.slot, look.match, look.seconds, look.delta, look.toc});
     }
   }
 }

@@ -3,6 +3,8 @@
 
 // QRTWorkers.h - a set of joinable threads running one function on one argument.
 
+#include <cstddef>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -13,5 +15,12 @@
 // Gives the number started.
 int QRTStartWorkers(char const* name, int (*function)(void*), void* argument, int count,
                     std::vector<std::unique_ptr<QRTThreads>>& workers);
+
+// Calls work(first, last) over [0, count) in ranges of `rangeSize`, taken in turn by the
+// calling thread and up to GetProcessorsNumber() - 1 workers; returns when every range is
+// done. With one processor (QRTSysMultiThreading=FALSE), or a count of one range, the
+// calling thread does it all, in order. `work` must not touch what another range does.
+void QRTForEachRange(char const* name, size_t count, size_t rangeSize,
+                     std::function<void(size_t first, size_t last)> const& work);
 
 #endif
