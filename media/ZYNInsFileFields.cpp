@@ -24,18 +24,9 @@ static bool sIsNamed(DString const* name, DString const& wanted) {
   return name->Length() == wanted.Length() && name->IsSubStringAt(0, wanted);
 }
 
-static const char S_HexDigits[] = "0123456789abcdef";
-
 // The units of a compact value, and a unit 0 behind them.
 static void sUnpack(View const& value, unsigned short* out) {
-  for (int i = 0; i < value.length; ++i) {
-    if (!value.nibbles) {
-      out[i] = value.bytes[i];
-      continue;
-    }
-    unsigned char byte = value.bytes[i / 2];
-    out[i] = static_cast<unsigned short>(S_HexDigits[(i & 1) == 0 ? byte >> 4 : byte & 0xF]);
-  }
+  ZYNAdmXmlElement::_Unpack(value, out);
   out[value.length] = 0;
 }
 

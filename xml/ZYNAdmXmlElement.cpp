@@ -893,17 +893,8 @@ const DString* ZYNAdmXmlElement::NextAttribute(void*& iterator, const DString*& 
   return &block->Slots()[index].name;
 }
 
-const DString* ZYNAdmXmlElement::_NextAttributeUnits(void*& iterator, const unsigned short*& units, int& length,
-                                                     unsigned short* scratch) const {
-  _ValueView value;
-  const DString* name = _NextAttributeView(iterator, value);
-  if (name == nullptr) return nullptr;
-  units = value.units;
-  length = value.length;
-  if (value.units != nullptr) return name;
-  sUnpackBytes(value.bytes, length, value.nibbles, scratch);
-  units = scratch;
-  return name;
+void ZYNAdmXmlElement::_Unpack(const _ValueView& value, unsigned short* out) {
+  sUnpackBytes(value.bytes, value.length, value.nibbles, out);
 }
 
 const DString* ZYNAdmXmlElement::_NextAttributeView(void*& iterator, _ValueView& value) const {

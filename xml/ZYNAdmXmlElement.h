@@ -83,13 +83,6 @@ class ZYNAdmXmlElement {
   // The value of one attribute, borrowed as above; empty text where there is none.
   const DString& GetAttributeValueRef(const DString& name) const;
 
-  // As NextAttribute, but the value comes as units, and one held in the compact form is
-  // decoded into `scratch` (room for _scratchUnits) rather than made a string that would
-  // then stay with the element.
-  static const int _scratchUnits = 1024;
-  const DString* _NextAttributeUnits(void*& iterator, const unsigned short*& units, int& length,
-                                     unsigned short* scratch) const;
-
   // For the writer: as NextAttribute, but a value held in the compact form is given as it
   // is stored rather than made a string that would then stay with the element. Valid
   // while the element is unchanged.
@@ -100,6 +93,11 @@ class ZYNAdmXmlElement {
     int length;                   // in units
   };
   const DString* _NextAttributeView(void*& iterator, _ValueView& value) const;
+  // The units of a compact value (`units` null) into `out`, which has room for its
+  // length: at most _scratchUnits, the longest value kept compact. Reads the element
+  // only, so that readers on several threads may decode what they walk.
+  static const int _scratchUnits = 1024;
+  static void _Unpack(const _ValueView& value, unsigned short* out);
 
   // For the parser: the same as SetAttributeValue(*name, DString(units, length)) for each
   // in turn; on an element without attributes the block is built once, not once per
