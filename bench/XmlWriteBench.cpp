@@ -7,6 +7,7 @@
 
 #include "ZYNAdmInputStream.h"
 #include "ZYNAdmOutputStream.h"
+#include "ZYNAdmStringOutput.h"
 #include "ZYNAdmXmlElement.h"
 #include "ZYNAdmXmlHash.h"
 #include "ZYNAdmXmlOutputFormatter.h"
@@ -30,19 +31,6 @@ class CountingStream : public ZYNAdmOutputStream {
 
   int64_t bytes = 0;
   int64_t writes = 0;
-};
-
-// Keeps every byte, to be parsed back.
-class StringStream : public ZYNAdmOutputStream {
- public:
-  int Open() override { return 1; }
-  int Write(unsigned char* buffer, int count) override {
-    bytes.append(reinterpret_cast<const char*>(buffer), static_cast<size_t>(count));
-    return count;
-  }
-  int Close() override { return 1; }
-
-  std::string bytes;
 };
 
 class MemoryInput : public ZYNAdmInputStream {
@@ -148,7 +136,7 @@ BENCHMARK(BM_XmlHashCheck)->Unit(benchmark::kMillisecond);
 // A reference file as check mode reads it: the formatted form of the tree above.
 void BM_XmlParse(benchmark::State& state) {
   static const std::string S_file = [] {
-    StringStream file;
+    ZYNAdmStringOutput file;
     ZYNAdmXmlOutputFormatter formatter(file);
     ZYNAdmXmlParser::GetXml(sReference(), formatter);
     return file.bytes;
@@ -168,7 +156,7 @@ BENCHMARK(BM_XmlParse)->Unit(benchmark::kMillisecond);
 
 // The seal of a parsed reference, whose values are all in the compact form.
 void BM_XmlHashParsed(benchmark::State& state) {
-  StringStream file;
+  ZYNAdmStringOutput file;
   ZYNAdmXmlParser::GetXml(sReference(), file);
   MemoryInput input(file.bytes);
   ZYNAdmXmlElement tree;

@@ -8,6 +8,7 @@
 
 #include "ZYNAdmInputStream.h"
 #include "ZYNAdmOutputStream.h"
+#include "ZYNAdmStringOutput.h"
 #include "ZYNAdmXmlElement.h"
 #include "ZYNAdmXmlParser.h"
 
@@ -35,25 +36,13 @@ class FuzzInput : public ZYNAdmInputStream {
   size_t _at = 0;
 };
 
-class StringOutput : public ZYNAdmOutputStream {
- public:
-  int Open() override { return 1; }
-  int Write(unsigned char* buffer, int count) override {
-    bytes.append(reinterpret_cast<const char*>(buffer), static_cast<size_t>(count));
-    return count;
-  }
-  int Close() override { return 1; }
-
-  std::string bytes;
-};
-
 // The tree written back, or a marker for a failed parse or write.
 std::string sParseAndWrite(const uint8_t* data, size_t size, size_t chunk) {
   FuzzInput input(data, size, chunk);
   ZYNAdmXmlElement root;
   if (ZYNAdmXmlParser::Parse(input, root) == 0) return "<parse failed>";
   if (root.IsEmpty()) return "<no element>";
-  StringOutput output;
+  ZYNAdmStringOutput output;
   if (ZYNAdmXmlParser::GetXml(root, output) == 0) return "<write failed>" + output.bytes;
   return output.bytes;
 }

@@ -13,6 +13,7 @@
 #include "QRTWorkers.h"
 #include "ZYNAdmOutputStream.h"
 #include "ZYNAdmSHA256.h"
+#include "ZYNAdmStringOutput.h"
 #include "ZYNAdmXmlElement.h"
 #include "ZYNAdmXmlParser.h"
 #include "ZYNSysSemaphore.h"
@@ -31,17 +32,6 @@ const char S_Declaration[] = "<?xml version=\"1.0\" encoding=\"utf-8\" ?>";
 const wchar_t S_SlotName[] = L"ZYNAdmXmlParallelDigestSlot";
 const char S_Slot[] = "<ZYNAdmXmlParallelDigestSlot/>";
 const wchar_t S_RangeName[] = L"R";
-
-class SStringStream : public ZYNAdmOutputStream {
- public:
-  int Open() override { return 1; }
-  int Write(unsigned char* buffer, int count) override {
-    bytes.append(reinterpret_cast<char const*>(buffer), static_cast<size_t>(count));
-    return count;
-  }
-  int Close() override { return 1; }
-  std::string bytes;
-};
 
 int sChildCount(const ZYNAdmXmlElement& element) {
   int count = 0;
@@ -192,7 +182,7 @@ void SRanges::_Write(Range& range) {
   ZYNAdmXmlElement stand{DString(S_RangeName)};
   std::vector<const ZYNAdmXmlElement*> const& children = _children[range.list];
   for (size_t i = range.first; i < range.first + range.count; ++i) stand.AddChild(*children[i]);
-  SStringStream out;
+  ZYNAdmStringOutput out;
   size_t head = std::strlen(S_Declaration) + 3;  // "<R>"
   if (ZYNAdmXmlParser::GetXml(stand, out) != 0 && out.bytes.size() >= head + 4) {
     range.bytes = out.bytes.substr(head, out.bytes.size() - head - 4);  // without "</R>"
@@ -232,7 +222,7 @@ int ZYNAdmXmlParallelDigest::GetXml(const ZYNAdmXmlElement& element, ZYNAdmSHA25
   ZYNAdmXmlElement skeleton = workers < 1 ? element : sSkeleton(element, 0, lists, cut);
   if (cut < S_worthIt) return ZYNAdmXmlParser::GetXml(element, digest);
 
-  SStringStream frame;
+  ZYNAdmStringOutput frame;
   if (ZYNAdmXmlParser::GetXml(skeleton, frame) == 0) return 0;
   // The frame holds one slot for each list, in order; a tree of its own slot elements
   // would hold more, and takes the plain road.
