@@ -5,7 +5,7 @@
 
 #include "DString.h"
 
-typedef ZYNAdmXmlElement::_ValueView View;
+typedef ZYNAdmXmlElement::StoredValue View;
 
 static DString const& sPathName() {
   static DString const S_name(L"path");
@@ -26,7 +26,7 @@ static bool sIsNamed(DString const* name, DString const& wanted) {
 
 // The units of a compact value, and a unit 0 behind them.
 static void sUnpack(View const& value, unsigned short* out) {
-  ZYNAdmXmlElement::_Unpack(value, out);
+  ZYNAdmXmlElement::DecodeStored(value, out);
   out[value.length] = 0;
 }
 
@@ -47,7 +47,7 @@ void ZYNInsFileFields::Read(ZYNAdmXmlElement const* file, int fields) {
   if (file == nullptr) return;
   for (void* it = file->GetAttributes(); it != nullptr;) {
     View value;
-    DString const* name = file->_NextAttributeView(it, value);
+    DString const* name = file->NextStoredAttribute(it, value);
     if (name == nullptr) return;
     if ((fields & kPath) != 0 && sIsNamed(name, sPathName())) {
       path = _Decode(value, 0);
@@ -103,8 +103,8 @@ bool ZYNInsFileFields::SameHash(ZYNInsFileFields const& a, ZYNInsFileFields cons
     size_t bytes = static_cast<size_t>(left.nibbles ? (left.length + 1) / 2 : left.length);
     return bytes == 0 || std::memcmp(left.bytes, right.bytes, bytes) == 0;
   }
-  unsigned short leftRoom[ZYNAdmXmlElement::_scratchUnits + 1];
-  unsigned short rightRoom[ZYNAdmXmlElement::_scratchUnits + 1];
+  unsigned short leftRoom[ZYNAdmXmlElement::kStoredMaxUnits + 1];
+  unsigned short rightRoom[ZYNAdmXmlElement::kStoredMaxUnits + 1];
   Units leftUnits{left.units, left.length};
   Units rightUnits{right.units, right.length};
   if (left.units == nullptr) {

@@ -36,11 +36,11 @@ class ZYNInsFileFields {
   Units timestamp;
 
  private:
-  Units _Decode(ZYNAdmXmlElement::_ValueView const& value, int room);
+  Units _Decode(ZYNAdmXmlElement::StoredValue const& value, int room);
 
   ZYNAdmXmlElement const* _file = nullptr;
-  ZYNAdmXmlElement::_ValueView _hash = ZYNAdmXmlElement::_ValueView();
-  unsigned short _rooms[2][ZYNAdmXmlElement::_scratchUnits + 1];
+  ZYNAdmXmlElement::StoredValue _hash = ZYNAdmXmlElement::StoredValue();
+  unsigned short _rooms[2][ZYNAdmXmlElement::kStoredMaxUnits + 1];
 };
 
 #endif

@@ -307,12 +307,12 @@ static int sScanFile(SScanWalk& walk, DString const& relativePath, SScanFolder& 
   static DString const S_file(L"File"), S_hash(L"hash"), S_timestamp(L"timestamp"), S_path(L"path");
   // The three attributes in one block, rather than a block rebuilt for each.
   ZYNAdmXmlElement file(S_file);
-  ZYNAdmXmlElement::_UnitsAttribute const attributes[] = {
+  ZYNAdmXmlElement::AttributeUnits const attributes[] = {
       {&S_hash, hash.ConvertToUCChar(), hash.Length()},
       {&S_timestamp, timestamp.ConvertToUCChar(), timestamp.Length()},
       {&S_path, relativeFile.ConvertToUCChar(), relativeFile.Length()},
   };
-  file._SetAttributesFromUnits(attributes, 3);
+  file.SetAttributes(attributes, 3);
   entry.element = file;
 
   if (!ZYNInsMsg::IsTraceShown()) return ZYNInsWalkDone;

@@ -42,7 +42,7 @@ static const int S_indexThreshold = 32;
 // bytes, or as nibbles when it is lower-case hex digits (digests, times), and becomes a
 // string only when someone asks for a borrowed view of it.
 
-static const int S_packedMax = ZYNAdmXmlElement::_scratchUnits;  // longer values stay strings
+static const int S_packedMax = ZYNAdmXmlElement::kStoredMaxUnits;  // longer values stay strings
 static const int S_inlineBytes = 6;
 static const unsigned char S_formInline = 1;   // the text is inside the word
 static const unsigned char S_formNibbles = 2;  // two hex digits to a byte
@@ -893,11 +893,11 @@ const DString* ZYNAdmXmlElement::NextAttribute(void*& iterator, const DString*& 
   return &block->Slots()[index].name;
 }
 
-void ZYNAdmXmlElement::_Unpack(const _ValueView& value, unsigned short* out) {
+void ZYNAdmXmlElement::DecodeStored(const StoredValue& value, unsigned short* out) {
   sUnpackBytes(value.bytes, value.length, value.nibbles, out);
 }
 
-const DString* ZYNAdmXmlElement::_NextAttributeView(void*& iterator, _ValueView& value) const {
+const DString* ZYNAdmXmlElement::NextStoredAttribute(void*& iterator, StoredValue& value) const {
   if (_p == nullptr || iterator == nullptr) {
     iterator = nullptr;
     return nullptr;
@@ -933,14 +933,14 @@ const DString* ZYNAdmXmlElement::_NextAttributeView(void*& iterator, _ValueView&
   return name;
 }
 
-int ZYNAdmXmlElement::_SetAttributesFromUnits(const _UnitsAttribute* attributes, int count) {
+int ZYNAdmXmlElement::SetAttributes(const AttributeUnits* attributes, int count) {
   if (IsOrphan()) return 0;
   const SAttributeBlock* old = _p == nullptr ? nullptr : _p->Block();
   bool bare = _p == nullptr || (!_p->listed && (old == nullptr || old->count == 0));
   if (!bare || count > S_indexThreshold) {
     int all = 1;
     for (int i = 0; i < count; ++i) {
-      const _UnitsAttribute& attribute = attributes[i];
+      const AttributeUnits& attribute = attributes[i];
       if (SetAttributeValue(*attribute.name, DString(attribute.units, attribute.length)) == 0) all = 0;
     }
     return all;
@@ -982,7 +982,7 @@ int ZYNAdmXmlElement::_SetAttributesFromUnits(const _UnitsAttribute* attributes,
   int slotsEnd = static_cast<int>(sizeof(SAttributeBlock) + static_cast<size_t>(slots) * sizeof(SAttributeSlot));
   int bytes = slotsEnd;
   for (int k = 0; k < slots; ++k) {
-    const _UnitsAttribute& attribute = attributes[valueOf[k]];
+    const AttributeUnits& attribute = attributes[valueOf[k]];
     if (!sPlanUnits(attribute.units, attribute.length, plans[k])) continue;
     packedSlots |= 1u << k;
     bytes += plans[k].outOfLine;
@@ -996,7 +996,7 @@ int ZYNAdmXmlElement::_SetAttributesFromUnits(const _UnitsAttribute* attributes,
   for (int k = 0; k < slots; ++k) {
     SAttributeSlot* slot = new (block->Slots() + k) SAttributeSlot(*attributes[nameOf[k]].name);
     if (!block->IsPacked(k)) {
-      const _UnitsAttribute& attribute = attributes[valueOf[k]];
+      const AttributeUnits& attribute = attributes[valueOf[k]];
       new (&slot->value.text) DString(attribute.units, attribute.length);
       continue;
     }

@@ -83,32 +83,32 @@ class ZYNAdmXmlElement {
   // The value of one attribute, borrowed as above; empty text where there is none.
   const DString& GetAttributeValueRef(const DString& name) const;
 
-  // For the writer: as NextAttribute, but a value held in the compact form is given as it
-  // is stored rather than made a string that would then stay with the element. Valid
-  // while the element is unchanged.
-  struct _ValueView {
+  // For walks over large trees (the writer, the comparison): as NextAttribute, but a
+  // value held in the compact form is given as it is stored rather than made a string
+  // that would then stay with the element. Valid while the element is unchanged; writes
+  // nothing, so several threads may walk one tree this way.
+  struct StoredValue {
     const unsigned short* units;  // a string's units; null for a compact value
     const unsigned char* bytes;   // compact: one unit (below 0x100) per byte, or, with
     bool nibbles;                 // `nibbles`, two lower-case hex digits per byte, high first
     int length;                   // in units
   };
-  const DString* _NextAttributeView(void*& iterator, _ValueView& value) const;
+  const DString* NextStoredAttribute(void*& iterator, StoredValue& value) const;
   // The units of a compact value (`units` null) into `out`, which has room for its
-  // length: at most _scratchUnits, the longest value kept compact. Reads the element
-  // only, so that readers on several threads may decode what they walk.
-  static const int _scratchUnits = 1024;
-  static void _Unpack(const _ValueView& value, unsigned short* out);
+  // length: at most kStoredMaxUnits, the longest value kept compact. Reads the element
+  // only.
+  static const int kStoredMaxUnits = 1024;
+  static void DecodeStored(const StoredValue& value, unsigned short* out);
 
-  // For the parser: the same as SetAttributeValue(*name, DString(units, length)) for each
-  // in turn; on an element without attributes the block is built once, not once per
-  // attribute. `units` is read during the call only. Result: 1 when every attribute was
-  // set.
-  struct _UnitsAttribute {
+  // For builders of many elements (the parser, the scan): the same as
+  // SetAttributeValue(*name, DString(units, length)) for each in turn; on an element without attributes the block is
+  // built once, not once per attribute. `units` is read during the call only. Result: 1 when every attribute was set.
+  struct AttributeUnits {
     const DString* name;
     const unsigned short* units;
     int length;
   };
-  int _SetAttributesFromUnits(const _UnitsAttribute* attributes, int count);
+  int SetAttributes(const AttributeUnits* attributes, int count);
 
   // Neither of these is an operation of the model; they spare callers a pointer test.
   bool IsOrphan() const { return this == &_orphan; }

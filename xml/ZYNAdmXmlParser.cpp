@@ -94,7 +94,7 @@ struct ParseData {
   std::vector<unsigned short> work;  // decoded text or attribute values
   // The attributes of the tag at hand; a value decoded into `work` has a null `units`
   // and its offset there in `inWork` until the tag is read to its end.
-  std::vector<ZYNAdmXmlElement::_UnitsAttribute> attributes;
+  std::vector<ZYNAdmXmlElement::AttributeUnits> attributes;
   std::vector<int> inWork;
 };
 
@@ -358,9 +358,9 @@ DString sDecodeEntities(const unsigned short* units, int length, const Entity (&
 // As sDecodeEntities for an attribute value, but the value stays in the tag where it
 // holds no `&`, and is otherwise appended to `work`. Gives the attribute with `units`
 // null and the offset in `work` in `offset` in the latter case.
-ZYNAdmXmlElement::_UnitsAttribute sValueUnits(const unsigned short* units, int length,
-                                              std::vector<unsigned short>& work, int& offset) {
-  ZYNAdmXmlElement::_UnitsAttribute value = {nullptr, units, length};
+ZYNAdmXmlElement::AttributeUnits sValueUnits(const unsigned short* units, int length, std::vector<unsigned short>& work,
+                                             int& offset) {
+  ZYNAdmXmlElement::AttributeUnits value = {nullptr, units, length};
   offset = -1;
   const int ampersand = sFindUnit(units, 0, length, '&');
   if (ampersand < 0) return value;
@@ -445,7 +445,7 @@ void sReadAttributes(ParseData& data, const unsigned short* tag, int position, i
     const int close = sFindValueEnd(data, tag, equals + 1, length, open);
     if (close < 0) break;
     int offset = -1;
-    ZYNAdmXmlElement::_UnitsAttribute attribute = sValueUnits(tag + open + 1, close - open - 1, data.work, offset);
+    ZYNAdmXmlElement::AttributeUnits attribute = sValueUnits(tag + open + 1, close - open - 1, data.work, offset);
     attribute.name = &data.pool.Get(tag + nameStart, nameEnd - nameStart);
     data.attributes.push_back(attribute);
     data.inWork.push_back(offset);
@@ -455,7 +455,7 @@ void sReadAttributes(ParseData& data, const unsigned short* tag, int position, i
   for (size_t i = 0; i < data.attributes.size(); ++i) {
     if (data.inWork[i] >= 0) data.attributes[i].units = data.work.data() + data.inWork[i];
   }
-  element._SetAttributesFromUnits(data.attributes.data(), static_cast<int>(data.attributes.size()));
+  element.SetAttributes(data.attributes.data(), static_cast<int>(data.attributes.size()));
 }
 
 // A start tag of `length` units at `tag`: a new element on the stack, closed at once when

@@ -377,8 +377,8 @@ bool sWriteByteValue(SOutput& out, const unsigned char* bytes, int length, std::
 // it was.
 bool sWriteAttributes(SOutput& out, const ZYNAdmXmlElement& element) {
   void* iterator = element.GetAttributes();
-  ZYNAdmXmlElement::_ValueView value;
-  while (const DString* name = element._NextAttributeView(iterator, value)) {
+  ZYNAdmXmlElement::StoredValue value;
+  while (const DString* name = element.NextStoredAttribute(iterator, value)) {
     if (!sPutByte(out, ' ')) return false;
     if (name->IsEmpty()) return false;
     if (!sWriteName(out, *name) || !sPutByte(out, '=')) return false;
