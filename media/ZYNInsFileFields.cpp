@@ -72,8 +72,12 @@ long long ZYNInsFileFields::Seconds() const {
     if (plain) value = value * 10 + (unit - '0');
   }
   if (plain) return first == 1 ? -value : value;
-  value = 0;
-  if (_file != nullptr) _file->GetAttributeValue(sTimestampName()).ConvertToNum(value, "%lld");
+  return _file == nullptr ? 0 : SecondsOf(_file->GetAttributeValue(sTimestampName()));
+}
+
+long long ZYNInsFileFields::SecondsOf(DString const& text) {
+  long long value = 0;
+  text.ConvertToNum(value, "%lld");
   return value;
 }
 
@@ -87,12 +91,15 @@ int ZYNInsFileFields::ComparePaths(ZYNInsFileFields const& a, ZYNInsFileFields c
   }
 }
 
+bool ZYNInsFileFields::SameUnits(Units a, Units b) {
+  return a.length == b.length &&
+         (a.length == 0 || std::memcmp(a.at, b.at, sizeof(unsigned short) * static_cast<size_t>(a.length)) == 0);
+}
+
 bool ZYNInsFileFields::LooselyEqual(Units a, Units b) {
-  if (a.length != b.length) {
-    Units const& longer = a.length > b.length ? a : b;
-    return (longer.at[0] & 0xFF) == 0;
-  }
-  return a.length == 0 || std::memcmp(a.at, b.at, sizeof(unsigned short) * static_cast<size_t>(a.length)) == 0;
+  if (a.length == b.length) return SameUnits(a, b);
+  Units const& longer = a.length > b.length ? a : b;
+  return (longer.at[0] & 0xFF) == 0;
 }
 
 bool ZYNInsFileFields::SameHash(ZYNInsFileFields const& a, ZYNInsFileFields const& b) {

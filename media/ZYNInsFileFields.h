@@ -31,6 +31,11 @@ class ZYNInsFileFields {
   // the longer passes for equal when its first unit's low byte is 0.
   static bool SameHash(ZYNInsFileFields const& a, ZYNInsFileFields const& b);
   static bool LooselyEqual(Units a, Units b);
+  // Unit for unit.
+  static bool SameUnits(Units a, Units b);
+
+  // A timestamp's text as DString::ConvertToNum with "%lld" reads it: 0 where it fails.
+  static long long SecondsOf(DString const& text);
 
   Units path;
   Units timestamp;

@@ -12,7 +12,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
 #include <unordered_map>
 #include <utility>
@@ -42,15 +41,6 @@ static const long long S_MaxShift = 86399;
 
 namespace {
 
-struct TextHash {
-  std::size_t operator()(DString const& text) const {
-    std::size_t hash = 1469598103934665603ull;
-    unsigned short const* units = text.ConvertToUCChar();
-    for (int i = 0, n = text.Length(); i < n; ++i) hash = (hash ^ units[i]) * 1099511628211ull;
-    return hash;
-  }
-};
-
 typedef ZYNInsFileFields::Units Units;
 
 std::uint64_t HashOf(Units text) {
@@ -59,16 +49,9 @@ std::uint64_t HashOf(Units text) {
   return hash;
 }
 
-bool SameUnits(Units a, Units b) {
-  return a.length == b.length &&
-         (a.length == 0 || std::memcmp(a.at, b.at, sizeof(unsigned short) * static_cast<std::size_t>(a.length)) == 0);
-}
-
-long long SecondsOf(DString const& text) {
-  long long value = 0;
-  text.ConvertToNum(value, "%lld");
-  return value;
-}
+struct TextHash {
+  std::size_t operator()(DString const& text) const { return HashOf(Units{text.ConvertToUCChar(), text.Length()}); }
+};
 
 // Damaged timestamps may be any 64-bit value: the difference wraps instead of overflowing.
 long long DeltaOf(long long current, long long reference) {
@@ -178,7 +161,7 @@ class ScannedVolume {
         path = readers[1].path;
       }
       readers[0].Read(_children[static_cast<std::size_t>(slot.tail)], ZYNInsFileFields::kPath);
-      if (SameUnits(path, readers[0].path)) return at;
+      if (ZYNInsFileFields::SameUnits(path, readers[0].path)) return at;
     }
   }
 
@@ -432,7 +415,7 @@ void ZYNInsMediaCheckerServices::GetTimeShift(DStrings shifts, long long& first,
   for (int i = 0, n = shifts.GetLength(); i < n; ++i) {
     DString const& text = *shifts.GetAsPtr(i);
     auto inserted = groupOf.emplace(text, groups.size());
-    if (inserted.second) groups.push_back(ShiftGroup{SecondsOf(text), 0});
+    if (inserted.second) groups.push_back(ShiftGroup{ZYNInsFileFields::SecondsOf(text), 0});
     ++groups[inserted.first->second].count;
   }
   sPickShifts(groups, first, second);

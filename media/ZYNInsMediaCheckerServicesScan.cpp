@@ -469,15 +469,13 @@ int ZYNInsMediaCheckerServices::CompareEltsByPathAttr(const ZYNAdmXmlElement& a,
   return DString::Compare(&sPathOf(a), &sPathOf(b));
 }
 
-// A stable sort gives the order of picking, again and again, the earliest of the smallest
-// children. A child without a name would never be picked and is dropped.
 // Paths are read in place, two readers in turn, so that the elements stay compact.
 static bool sIsInPathOrder(ZYNAdmXmlElement const& element) {
   std::unique_ptr<ZYNInsFileFields[]> fields(new ZYNInsFileFields[2]);
   int current = 0;
   bool first = true;
   for (ZYNAdmXmlElement const& child : element.Children()) {
-    fields[current].Read(&child);
+    fields[current].Read(&child, ZYNInsFileFields::kPath);
     if (!first && ZYNInsFileFields::ComparePaths(fields[1 - current], fields[current]) > 0) return false;
     first = false;
     current = 1 - current;
@@ -485,6 +483,8 @@ static bool sIsInPathOrder(ZYNAdmXmlElement const& element) {
   return true;
 }
 
+// A stable sort gives the order of picking, again and again, the earliest of the smallest
+// children. A child without a name would never be picked and is dropped.
 void ZYNInsMediaCheckerServices::XmlEltSort(int (*compare)(const ZYNAdmXmlElement&, const ZYNAdmXmlElement&),
                                             ZYNAdmXmlElement& element) {
   ZYNAdmXmlElement sorted(element.GetName());
