@@ -332,15 +332,13 @@ bool sMatches(const unsigned short* units, int length, const Entity& entity) {
 
 // Replaces the entities of `table` left to right, in one pass, so that "&amp;lt;" gives
 // "&lt;"; any other `&` stays as it is.
+// Appends units[0, length) to `work` with the entities of `table` decoded; `ampersand`:
+// where the first `&` stands.
 template <size_t N>
-DString sDecodeEntities(const unsigned short* units, int length, const Entity (&table)[N],
-                        std::vector<unsigned short>& work) {
-  const int found = sFindUnit(units, 0, length, '&');
-  if (found < 0) return DString(units, length);
-  const unsigned short* ampersand = units + found;
-  work.clear();
-  work.insert(work.end(), units, ampersand);
-  for (int i = static_cast<int>(ampersand - units); i < length; ++i) {
+void sAppendDecoded(const unsigned short* units, int length, int ampersand, const Entity (&table)[N],
+                    std::vector<unsigned short>& work) {
+  work.insert(work.end(), units, units + ampersand);
+  for (int i = ampersand; i < length; ++i) {
     unsigned short unit = units[i];
     if (unit == '&') {
       for (const Entity& entity : table) {
@@ -352,6 +350,15 @@ DString sDecodeEntities(const unsigned short* units, int length, const Entity (&
     }
     work.push_back(unit);
   }
+}
+
+template <size_t N>
+DString sDecodeEntities(const unsigned short* units, int length, const Entity (&table)[N],
+                        std::vector<unsigned short>& work) {
+  const int found = sFindUnit(units, 0, length, '&');
+  if (found < 0) return DString(units, length);
+  work.clear();
+  sAppendDecoded(units, length, found, table, work);
   return DString(work.data(), static_cast<int>(work.size()));
 }
 
@@ -365,19 +372,7 @@ ZYNAdmXmlElement::AttributeUnits sValueUnits(const unsigned short* units, int le
   const int ampersand = sFindUnit(units, 0, length, '&');
   if (ampersand < 0) return value;
   offset = static_cast<int>(work.size());
-  work.insert(work.end(), units, units + ampersand);
-  for (int i = ampersand; i < length; ++i) {
-    unsigned short unit = units[i];
-    if (unit == '&') {
-      for (const Entity& entity : S_attributeEntities) {
-        if (!sMatches(units + i, length - i, entity)) continue;
-        unit = entity.unit;
-        i += entity.length - 1;
-        break;
-      }
-    }
-    work.push_back(unit);
-  }
+  sAppendDecoded(units, length, ampersand, S_attributeEntities, work);
   value.units = nullptr;
   value.length = static_cast<int>(work.size()) - offset;
   return value;
