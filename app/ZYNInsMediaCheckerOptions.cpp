@@ -13,6 +13,7 @@
 #include "ZYNInsDir.h"
 #include "ZYNInsMediaGeometry.h"
 #include "ZYNInsMsg.h"
+#include "ZYNInsSignature.h"
 
 // Defined in this order so that they are constructed, and destroyed at exit, in a
 // known sequence; the flags are constant-initialised and need no order.
@@ -25,6 +26,9 @@ DString ZYNInsMediaCheckerOptions::_CDsPath;
 DStrings ZYNInsMediaCheckerOptions::_CDsToCheck;
 DStrings ZYNInsMediaCheckerOptions::_CDsPathList;
 DStrings ZYNInsMediaCheckerOptions::_CDsPathListIndex;
+DString ZYNInsMediaCheckerOptions::_signKeyFile;
+DString ZYNInsMediaCheckerOptions::_signComment;
+DString ZYNInsMediaCheckerOptions::_publicKey;
 
 bool ZYNInsMediaCheckerOptions::_gui = true;
 bool ZYNInsMediaCheckerOptions::_quiet = false;
@@ -34,6 +38,7 @@ bool ZYNInsMediaCheckerOptions::_AssemblyMedia = false;
 bool ZYNInsMediaCheckerOptions::_HasBeenDuplicated = false;
 bool ZYNInsMediaCheckerOptions::_reportIsDevice = false;
 int ZYNInsMediaCheckerOptions::_AM_CDindex = 0;
+bool ZYNInsMediaCheckerOptions::_hasSignComment = false;
 
 static const wchar_t S_Where[] = L"{ZYNInsMediaCheckerOptions::ProcessOptions}";
 
@@ -141,6 +146,10 @@ void ZYNInsMediaCheckerOptions::ResetValues() {
   _CDsPathList.Clear();
   _CDsPathListIndex.Clear();
   _AM_CDindex = 0;
+  _signKeyFile.Empty();
+  _signComment.Empty();
+  _hasSignComment = false;
+  _publicKey.Empty();
 }
 
 int ZYNInsMediaCheckerOptions::ProcessOptions(DStrings args) {
@@ -165,6 +174,7 @@ int ZYNInsMediaCheckerOptions::ProcessOptions(DStrings args) {
   if (sTakeFlag(args, L"-dup")) _HasBeenDuplicated = true;
   if (_TakeValues(args, programPath) != 0) return ZYNInsOptionsRefused;
   if (_TakeCDsToCheck(args) != 0) return ZYNInsOptionsRefused;
+  if (_TakeSignatureOptions(args) != 0) return ZYNInsOptionsRefused;
   _TakeCustomCDPaths(args);
   ZYNInsMsg::Debug(DString(L"[DEBUG]") + S_Where + L" checking options ...");
 
@@ -251,6 +261,32 @@ int ZYNInsMediaCheckerOptions::_TakeCDsToCheck(DStrings& args) {
     return sFail(DString(S_Where) + L" (-cds) no valid index has beeen extracted from : " + raw,
                  DString(L"-cds: missing value(s)"));
   }
+  return 0;
+}
+
+// The signature options: each in its own mode, the public key read at once so that a
+// bad one costs no scan (and no relaunch of a physical media).
+int ZYNInsMediaCheckerOptions::_TakeSignatureOptions(DStrings& args) {
+  static const struct {
+    wchar_t const* option;
+    DString* value;
+    bool generate;
+  } S_Options[] = {
+      {L"-sign", &_signKeyFile, true}, {L"-signcomment", &_signComment, true}, {L"-pubkey", &_publicKey, false}};
+  for (auto const& entry : S_Options) {
+    int taken = sTakeValue(args, entry.option, *entry.value);
+    if (taken < 0) return sMissingValue(entry.option);
+    if (taken > 0 && entry.generate != _generate) {
+      DString rule =
+          entry.generate ? DString(L"] must be used with [-generate]") : DString(L"] cannot be used with [-generate]");
+      return sFail(DString(), DString(L"Invalid argument combination! [") + entry.option + rule);
+    }
+    if (taken > 0 && entry.value == &_signComment) _hasSignComment = true;
+  }
+  if (_hasSignComment && _signKeyFile.IsEmpty()) {
+    return sFail(DString(), DString(L"Invalid argument combination! [-signcomment] must be used with [-sign]"));
+  }
+  if (!_publicKey.IsEmpty() && ZYNInsSignature::CheckPublicKey(_publicKey) != 0) return 1;
   return 0;
 }
 

@@ -40,6 +40,11 @@ class ZYNInsMediaCheckerOptions {
   static DString GetCDsPath() { return _CDsPath; }
   static DString GetAMrelativePath() { return _AM_RelativePath; }
   static DStrings GetCDsToCheck() { return _CDsToCheck; }
+  // -sign KEYFILE and -signcomment TEXT (generate), -pubkey KEY (check); empty when absent.
+  static DString GetSignKeyFile() { return _signKeyFile; }
+  static DString GetSignComment() { return _signComment; }
+  static bool HasSignComment() { return _hasSignComment; }
+  static DString GetPublicKey() { return _publicKey; }
   // The -xml target is a character device (/dev/null): the report goes into it in
   // place, never through a new file renamed over it.
   static bool IsReportFileDevice() { return _reportIsDevice; }
@@ -72,10 +77,15 @@ class ZYNInsMediaCheckerOptions {
   static DStrings _CDsPathList;       // parallel to _CDsPathListIndex
   static DStrings _CDsPathListIndex;  // keys compared as text: "02" is not "2"
   static int _AM_CDindex;
+  static DString _signKeyFile;
+  static DString _signComment;
+  static bool _hasSignComment;
+  static DString _publicKey;
 
   static int _TakeValues(DStrings& args, DString const& programPath);
   static int _ProbeReportFile();
   static int _TakeCDsToCheck(DStrings& args);
+  static int _TakeSignatureOptions(DStrings& args);
   static void _TakeCustomCDPaths(DStrings& args);
   static int _CheckCombinations();
   static int _DetectAssemblyMedia();

@@ -1,5 +1,7 @@
 // Check mode: the reference of volume 1, identified and of this tool's version, against a
 // fresh scan of the media; file by file only where the two seals differ.
+#include <string>
+
 #include "DStrings.h"
 #include "ZYNAdmError.h"
 #include "ZYNAdmXmlElement.h"
@@ -10,6 +12,7 @@
 #include "ZYNInsMediaGeometry.h"
 #include "ZYNInsMsg.h"
 #include "ZYNInsReferenceCache.h"
+#include "ZYNInsSignature.h"
 
 typedef ZYNInsMediaCheckerOptions Options;
 typedef ZYNInsMediaCheckerServices Services;
@@ -31,14 +34,35 @@ int ZYNInsMediaCheckerServices::CheckMode() {
 
   ZYNAdmXmlElement reference;
   ZYNInsExitKeep keepReference(reference);
-  if (ZYNInsReferenceCache::Parse(refPath, reference) == 0) {
+  ZYNInsReferenceCache::Accept(ZYNAdmXmlElement());
+  // Read once: the bytes whose signature holds are the bytes parsed.
+  std::string bytes;
+  bool read = ZYNInsReferenceCache::Read(refPath, bytes) != 0;
+  DString publicKey = Options::GetPublicKey();
+  if (read && !publicKey.IsEmpty()) {
+    bool verified = ZYNInsSignature::Verify(publicKey, refPath, bytes);
+    ZYNInsMsg::TracePrint(ZYNInsSignature::Outcome().sentence + L"\n");
+    if (!verified) return Finalize(ZYNInsSignature::Outcome().sentence, DString());
+  }
+  if (!read || ZYNInsReferenceCache::Parse(bytes, reference) == 0) {
     DString missing(L"\n\"/P1\" input file is missing or cannot be accessed");
     return sStop(ZYNInsMsg::BuildMsg(missing, DStrings(refPath)), DString());
   }
+  std::string().swap(bytes);
   // The file is trusted only once volume 1 has proved to be the media's first.
   int identified = CheckIfCorrectCD(1, DString(), DString());
   if (identified == ZYNInsVolumeCancelled) return 2;
   if (identified != ZYNInsVolumeRight) return sStop(ZYNAdmError::Pop(), DString());
+  // The tree compared is the one whose seal held, though the file was replaced or
+  // another one typed in between; a signed one must be the one verified.
+  if (!ZYNInsReferenceCache::IsAccepted(reference)) {
+    if (!publicKey.IsEmpty()) {
+      ZYNInsSignature::SetReplaced(refPath);
+      ZYNInsMsg::TracePrint(ZYNInsSignature::Outcome().sentence + L"\n");
+      return Finalize(ZYNInsSignature::Outcome().sentence, DString());
+    }
+    reference = ZYNInsReferenceCache::Accepted();
+  }
   DString version = reference.GetAttributeValue(DString(L"checkerVersion"));
   if (version != DString(S_ToolVersion)) {
     DString invalid(L"Invalid tool version\n\nInput file: /P1\nTool: /P2\n");

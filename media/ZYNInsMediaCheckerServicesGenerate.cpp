@@ -1,6 +1,8 @@
 // Generate mode: the full reference on volume 1 and a tag on every other volume, each
 // sealed, the tags bound to the reference by its seal.
+#include <algorithm>
 #include <cstdlib>
+#include <string>
 
 #include "DStrings.h"
 #include "ZYNAdmCodePage.h"
@@ -8,6 +10,7 @@
 #include "ZYNAdmInputFile.h"
 #include "ZYNAdmOutputStreamBuffer.h"
 #include "ZYNAdmReplacingFile.h"
+#include "ZYNAdmStringOutput.h"
 #include "ZYNAdmXmlElement.h"
 #include "ZYNAdmXmlHash.h"
 #include "ZYNAdmXmlOutputFormatter.h"
@@ -17,6 +20,7 @@
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMsg.h"
+#include "ZYNInsSignature.h"
 
 typedef ZYNInsMediaCheckerOptions Options;
 typedef ZYNInsMediaCheckerServices Services;
@@ -38,6 +42,23 @@ static int sWriteXml(ZYNAdmXmlElement const& element, DString const& path) {
   ZYNAdmReplacingFile file(path);
   ZYNAdmXmlOutputFormatter formatter(file);
   return ZYNAdmXmlParser::GetXml(element, formatter);
+}
+
+// The same bytes as above, kept in `bytes` for their signature.
+static int sWriteSignedXml(ZYNAdmXmlElement const& element, DString const& path, std::string& bytes) {
+  ZYNAdmStringOutput memory;
+  ZYNAdmXmlOutputFormatter formatter(memory);
+  if (ZYNAdmXmlParser::GetXml(element, formatter) == 0) return 0;
+  bytes.swap(memory.bytes);
+  ZYNAdmReplacingFile file(path);
+  if (file.Open() == 0) return 0;
+  static const std::size_t S_Chunk = 1 << 20;
+  bool written = true;
+  for (std::size_t at = 0; written && at < bytes.size(); at += S_Chunk) {
+    int count = static_cast<int>(std::min(S_Chunk, bytes.size() - at));
+    written = file.Write(reinterpret_cast<unsigned char*>(&bytes[at]), count) == count;
+  }
+  return file.Close() != 0 && written ? 1 : 0;
 }
 
 static bool sReadRelInfo(DString const& path, ZYNAdmXmlElement& relInfo) {
@@ -70,6 +91,10 @@ int ZYNInsMediaCheckerServices::GenerateMode() {
     return sFail(message, DString());
   }
 
+  // A wrong passphrase must not cost a scan.
+  DString signKey = Options::GetSignKeyFile();
+  if (!signKey.IsEmpty() && ZYNInsSignature::LoadSecretKey(signKey) != 0) return sFail(ZYNAdmError::Pop(), DString());
+
   ZYNAdmXmlElement view;
   ZYNInsExitKeep keepView(view);
   DString errors;
@@ -97,7 +122,16 @@ int ZYNInsMediaCheckerServices::GenerateMode() {
   if (!ZYNInsDir::CreateDir(ZYNInsDir::GetParentDir(path))) {
     return sFail(DString(L"Fail to create folders for : ") + path, DString());
   }
-  if (sWriteXml(view, path) == 0) return sFail(sUnableToWrite(path), relText);
+  if (signKey.IsEmpty()) {
+    if (sWriteXml(view, path) == 0) return sFail(sUnableToWrite(path), relText);
+    if (ZYNInsSignature::RemoveSignature(path) != 0) return sFail(ZYNAdmError::Pop(), relText);
+  } else {
+    std::string bytes;
+    if (sWriteSignedXml(view, path, bytes) == 0) return sFail(sUnableToWrite(path), relText);
+    if (ZYNInsSignature::WriteSignature(path, bytes, Options::GetSignComment(), Options::HasSignComment()) != 0) {
+      return sFail(ZYNAdmError::Pop(), relText);
+    }
+  }
 
   DString packageHash = ZYNAdmXmlHash::GetHash(view);
   if (packageHash.IsEmpty()) return 2;

@@ -136,6 +136,7 @@ int ZYNInsMediaCheckerServices::CheckIfCorrectCD(int cdIndex, DString expectedHa
   DString cdid = ref.GetAttributeValue(DString(L"cdid"));
   if (cdid == rawText && (cdIndex == 1 || packageHash == expectedHash)) {
     Options::SetCDPath(cdIndex, volumePath);
+    if (cdIndex == 1) ZYNInsReferenceCache::Accept(ref);
     return ZYNInsVolumeRight;
   }
 

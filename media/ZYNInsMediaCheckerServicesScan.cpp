@@ -35,6 +35,7 @@
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMediaGeometry.h"
 #include "ZYNInsMsg.h"
+#include "ZYNInsSignature.h"
 
 typedef ZYNInsMediaCheckerOptions Options;
 typedef ZYNInsMediaCheckerServices Services;
@@ -104,9 +105,11 @@ static bool sIsName(DString const& name, DString const& wanted) {
   return name.Length() == wanted.Length() && name.IsSubStringAt(0, wanted);
 }
 
+// The reference and its signature, wherever they stand.
 static bool sIsSkippedFile(SScanEntry const& entry) {
   static DString const S_skipped(ZYNInsMediaGeometry::ReferenceName());
-  return !entry.folder && sIsName(entry.name, S_skipped);
+  static DString const S_signature(ZYNInsSignature::FileName());
+  return !entry.folder && (sIsName(entry.name, S_skipped) || sIsName(entry.name, S_signature));
 }
 
 // Folders keep their descriptor until their files are digested. A volume of many

@@ -3,8 +3,9 @@
 
 #include <sys/stat.h>
 
-#include "ZYNAdmInputFile.h"
+#include "ZYNAdmMemoryInput.h"
 #include "ZYNAdmNarrowText.h"
+#include "ZYNAdmWholeFile.h"
 #include "ZYNAdmXmlElement.h"
 #include "ZYNAdmXmlHash.h"
 #include "ZYNAdmXmlParser.h"
@@ -27,7 +28,9 @@ struct SFileIdentity {
 
 struct SCached {
   SFileIdentity identity;
+  SFileIdentity lastRead;  // the file of the last Read, until its bytes are parsed
   ZYNAdmXmlElement tree;
+  ZYNAdmXmlElement accepted;
   int seal = 0;  // the Check verdict once known; 0 before
   bool sealKnown = false;
 };
@@ -47,20 +50,37 @@ static SFileIdentity sIdentity(DString const& path) {
   return identity;
 }
 
-int ZYNInsReferenceCache::Parse(DString const& path, ZYNAdmXmlElement& tree) {
+int ZYNInsReferenceCache::Read(DString const& path, std::string& bytes) {
   SCached& cached = sCached();
-  SFileIdentity before = sIdentity(path);
-  if (!cached.tree.IsEmpty() && before == cached.identity) {
-    tree = cached.tree;
-    return 1;
-  }
-  ZYNAdmInputFile input(path);
+  cached.lastRead = SFileIdentity();
+  struct stat status;
+  if (ZYNAdmReadWholeFile(path, static_cast<std::size_t>(-1), bytes, status) != 0) return 0;
+  cached.lastRead.status = status;
+  cached.lastRead.known = true;
+  return 1;
+}
+
+int ZYNInsReferenceCache::Parse(std::string const& bytes, ZYNAdmXmlElement& tree) {
+  SCached& cached = sCached();
+  ZYNAdmMemoryInput input(bytes.data(), bytes.size());
   int result = ZYNAdmXmlParser::Parse(input, tree);
-  if (result != 1 || !before.known || !(sIdentity(path) == before)) return result;
-  cached.identity = before;
+  if (result != 1 || !cached.lastRead.known) return result;
+  cached.identity = cached.lastRead;
+  cached.lastRead = SFileIdentity();
   cached.tree = tree;
   cached.sealKnown = false;
   return result;
+}
+
+int ZYNInsReferenceCache::Parse(DString const& path, ZYNAdmXmlElement& tree) {
+  SCached& cached = sCached();
+  if (!cached.tree.IsEmpty() && sIdentity(path) == cached.identity) {
+    tree = cached.tree;
+    return 1;
+  }
+  std::string bytes;
+  if (Read(path, bytes) == 0) return 0;
+  return Parse(bytes, tree);
 }
 
 int ZYNInsReferenceCache::Check(ZYNAdmXmlElement& tree) {
@@ -78,5 +98,15 @@ void ZYNInsReferenceCache::Forget() {
   SCached& cached = sCached();
   cached.tree.Reset();
   cached.identity = SFileIdentity();
+  cached.lastRead = SFileIdentity();
   cached.sealKnown = false;
 }
+
+void ZYNInsReferenceCache::Accept(ZYNAdmXmlElement const& tree) { sCached().accepted = tree; }
+
+bool ZYNInsReferenceCache::IsAccepted(ZYNAdmXmlElement const& tree) {
+  ZYNAdmXmlElement const& accepted = sCached().accepted;
+  return !accepted.IsEmpty() && ZYNAdmXmlElement::_BodyOf(accepted) == ZYNAdmXmlElement::_BodyOf(tree);
+}
+
+ZYNAdmXmlElement ZYNInsReferenceCache::Accepted() { return sCached().accepted; }
