@@ -26,7 +26,7 @@ if(ZYN_DPKG_SHLIBDEPS)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 else()
   # What dpkg-shlibdeps finds for a build on Debian 12, written out by hand.
-  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1 (>= 3.0), libstdc++6 (>= 11)")
+  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1 (>= 3.0), libsodium23 (>= 1.0.18), libstdc++6 (>= 11)")
   message(STATUS "dpkg-shlibdeps not found: the package's Depends are written out by hand")
 endif()
 include(CPack)

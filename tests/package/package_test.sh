@@ -14,6 +14,7 @@ fail() { echo "FAIL: $*"; exit 1; }
 cpack -G DEB --config "$build/CPackConfig.cmake" -B "$scratch/pkg" >cpack.log 2>&1 || { cat cpack.log; fail cpack; }
 deb=$(echo "$scratch"/pkg/*.deb)
 dpkg-deb -f "$deb" Depends | grep -q libc6 || fail "Depends lacks libc6"
+dpkg-deb -f "$deb" Depends | grep -q libsodium23 || fail "Depends lacks libsodium23"
 dpkg-deb -x "$deb" "$scratch/root" || fail "dpkg-deb -x"
 usr=$scratch/root/usr exe=$usr/bin/ZYNInsMediaCheck
 for file in share/man/man1/ZYNInsMediaCheck.1 share/doc/zyninsmediacheck/README.md; do
