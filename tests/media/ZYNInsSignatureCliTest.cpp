@@ -187,3 +187,27 @@ TEST(SignatureCli, SignedReferenceIsTheUnsignedOneAndMinisignAgrees) {
   ASSERT_EQ(0, media.Generate({"-sign", dir + "/esec", "-quiet"}, "pw\n").status);
   EXPECT_EQ(0, std::system(("minisign -Vqm '" + ref + "' -p '" + dir + "/epub'").c_str()));
 }
+
+// A physical media moves its check to a copy of the executable: -pubkey goes with it, and
+// a failure lands in the default report. /tmp is private to the run, as the copy's name is
+// fixed.
+TEST(SignatureCli, PubkeySurvivesTheRelaunchOfAPhysicalMedia) {
+  std::string pub;
+  std::string key = KeyFile(5, "", &pub);
+  std::string base64 = pub.substr(pub.find('\n') + 1, 56);
+  std::string script =
+      "mount -t tmpfs zyn /tmp && cd /tmp && mkdir -p t/1/bin/x && cp \"$0\" t/1/bin/x/ZYNInsMediaCheck && "
+      "echo a > t/1/f && printf '%s' '" +
+      key + "' > key && \"$0\" -generate -quiet -CD1Path /tmp/t/1 -sign key && mv t/1 mnt && " +
+      "mnt/bin/x/ZYNInsMediaCheck -pubkey " + base64 + "; echo \"status $?\"; rm mnt/0data/MediaContent.xml.minisig; " +
+      "mnt/bin/x/ZYNInsMediaCheck -pubkey " + base64 + "; echo \"status $?\"; cat MediaCheck_report.xml";
+  ChildResult run =
+      RunZyn({"-m", "--propagation", "private", "/bin/sh", "-c", script, ZYN_EXE_PATH}, {}, "", "/usr/bin/unshare");
+  if (run.out.find("status") == std::string::npos) GTEST_SKIP() << "no private mount namespace here";
+  size_t verified = run.out.find("{Physical Media}");
+  ASSERT_NE(std::string::npos, verified) << run.out;
+  EXPECT_NE(std::string::npos, run.out.find("Signature verified: key " + IdOf(pub), verified)) << run.out;
+  EXPECT_NE(std::string::npos, run.out.find("status 0\n")) << run.out;
+  EXPECT_NE(std::string::npos, run.out.find("status 1\n")) << run.out;
+  EXPECT_NE(std::string::npos, run.out.find("<ZirkError Value='Signature check failed: no signature file")) << run.out;
+}
