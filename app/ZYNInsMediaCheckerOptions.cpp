@@ -275,7 +275,10 @@ int ZYNInsMediaCheckerOptions::_TakeSignatureOptions(DStrings& args) {
       {L"-sign", &_signKeyFile, true}, {L"-signcomment", &_signComment, true}, {L"-pubkey", &_publicKey, false}};
   for (auto const& entry : S_Options) {
     int taken = sTakeValue(args, entry.option, *entry.value);
-    if (taken < 0) return sMissingValue(entry.option);
+    // An empty key would sign or verify nothing without a word.
+    if (taken < 0 || (taken > 0 && entry.value->IsEmpty() && entry.value != &_signComment)) {
+      return sMissingValue(entry.option);
+    }
     if (taken > 0 && entry.generate != _generate) {
       DString rule =
           entry.generate ? DString(L"] must be used with [-generate]") : DString(L"] cannot be used with [-generate]");

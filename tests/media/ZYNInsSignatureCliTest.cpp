@@ -148,6 +148,7 @@ TEST(SignatureCli, KeysPassphrasesAndOptionsRefused) {
       {{"-CD1Path", media.tree.Path("media/1"), "-pubkey", "RWQnotakey"}, "-pubkey: \"RWQnotakey\" is neither"},
       {{"-CD1Path", media.tree.Path("media/1"), "-pubkey", media.tree.Path("key")}, "is neither a minisign"},
       {{"-CD1Path", media.tree.Path("media/1"), "-pubkey"}, "-pubkey: missing value(s)"},
+      {{"-CD1Path", media.tree.Path("media/1"), "-pubkey", ""}, "-pubkey: missing value(s)"},
       {{"-CD1Path", media.tree.Path("media/1"), "-sign", "k"}, "[-sign] must be used with [-generate]"},
       {{"-generate", "-CD1Path", media.tree.Path("media/1"), "-signcomment", "x"}, "[-signcomment] must be used with"},
       {{"-generate", "-CD1Path", media.tree.Path("media/1"), "-pubkey", "p"}, "[-pubkey] cannot be used with"},
