@@ -34,8 +34,7 @@ static DString sUnableToWrite(DString const& path) {
 }
 
 // Laid out on lines as a user reads it; the seal covers the tree, not these bytes.
-static int sWriteXml(ZYNAdmXmlElement const& element, DString const& path) {
-  ZYNAdmReplacingFile file(path);
+static int sWriteXml(ZYNAdmXmlElement const& element, ZYNAdmReplacingFile& file) {
   ZYNAdmXmlOutputFormatter formatter(file);
   return ZYNAdmXmlParser::GetXml(element, formatter);
 }
@@ -47,14 +46,14 @@ static bool sReadRelInfo(DString const& path, ZYNAdmXmlElement& relInfo) {
 
 // The tag of volume `cdIndex`, written below `base`: 0 done, else the exit status.
 static int sWriteVolumeTag(ZYNAdmXmlElement& volume, int cdIndex, DString const& packageHash, DString const& base,
-                           DString const& relText) {
+                           DString const& relText, ZYNAdmReplacingFileSet& files) {
   volume.SetAttributeValue(DString(L"cdid"), DString::FromNum(cdIndex, "%d"));
   volume.SetAttributeValue(DString(L"packageHash"), packageHash);
   if (ZYNAdmXmlHash::Hash(volume) == 0) return sFail(DString(L"Internal error"), relText);
 
   DString path = Services::GetRefFilePath(base, cdIndex);
   if (!ZYNInsDir::CreateDir(ZYNInsDir::GetParentDir(path))) return sFail(ZYNAdmError::Pop(), relText);
-  if (sWriteXml(volume, path) == 0) return sFail(sUnableToWrite(path), relText);
+  if (sWriteXml(volume, files.Add(path)) == 0) return sFail(sUnableToWrite(path), relText);
   return 0;
 }
 
@@ -97,7 +96,10 @@ int ZYNInsMediaCheckerServices::GenerateMode() {
   if (!ZYNInsDir::CreateDir(ZYNInsDir::GetParentDir(path))) {
     return sFail(DString(L"Fail to create folders for : ") + path, DString());
   }
-  if (sWriteXml(view, path) == 0) return sFail(sUnableToWrite(path), relText);
+  // The reference and the tags replace the old ones together, once all are on disk: a
+  // tag that can't be written leaves the old set, not a new reference with old tags.
+  ZYNAdmReplacingFileSet files;
+  if (sWriteXml(view, files.Add(path)) == 0) return sFail(sUnableToWrite(path), relText);
 
   DString packageHash = ZYNAdmXmlHash::GetHash(view);
   if (packageHash.IsEmpty()) return 2;
@@ -105,9 +107,10 @@ int ZYNInsMediaCheckerServices::GenerateMode() {
   DStrings names;
   GetCDsList(names);
   for (int i = 2; i < names.GetLength() + 1; ++i) {
-    int status = sWriteVolumeTag(volume, i, packageHash, base, relText);
+    int status = sWriteVolumeTag(volume, i, packageHash, base, relText, files);
     if (status != 0) return status;
   }
+  if (files.Commit() == 0) return sFail(sUnableToWrite(files.Failed()), relText);
   return Finalize(DString(), relText);
 }
 
