@@ -276,8 +276,8 @@ int ZYNAdmReplacingFileSet::Commit() {
     struct stat old;
     existed[i] = lstat(target.c_str(), &old) == 0;
     if (!existed[i] || sBeside(target, backups[i], [&target](std::string const& name) {
-          return link(target.c_str(), name.c_str());
-        }) != 0) {
+                         return link(target.c_str(), name.c_str());
+                       }) != 0) {
       backups[i].clear();
     } else {
       slots[i] = sRemember(backups[i]);

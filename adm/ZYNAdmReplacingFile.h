@@ -44,7 +44,7 @@ class ZYNAdmReplacingFile : public ZYNAdmOutputStream {
   bool _flushed;  // closed whole, waiting for Commit
   bool _nameless = false;
   bool _inPlace = false;
-  int _slot = -1;  // of the hidden name, removed on a signal
+  int _slot = -1;                   // of the hidden name, removed on a signal
   std::unique_ptr<char[]> _buffer;  // the stream's, freed after it is closed
 };
 
@@ -56,7 +56,7 @@ class ZYNAdmReplacingFileSet {
  public:
   ZYNAdmReplacingFileSet() = default;
   ZYNAdmReplacingFile& Add(DString const& path);
-  int Commit();  // 1 when every file is at its path
+  int Commit();                                      // 1 when every file is at its path
   DString const& Failed() const { return _failed; }  // the path that failed the commit
 
  private:
