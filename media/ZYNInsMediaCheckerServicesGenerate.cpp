@@ -104,8 +104,11 @@ int ZYNInsMediaCheckerServices::GenerateMode() {
   DString packageHash = ZYNAdmXmlHash::GetHash(view);
   if (packageHash.IsEmpty()) return 2;
 
+  // A list that can't be read now would leave volumes with the old tags of another seal.
   DStrings names;
-  GetCDsList(names);
+  if (GetCDsList(names) < 0) {
+    return sFail(ZYNAdmError::IsStackEmpty() ? DString(L"Internal error") : ZYNAdmError::Pop(), relText);
+  }
   for (int i = 2; i < names.GetLength() + 1; ++i) {
     int status = sWriteVolumeTag(volume, i, packageHash, base, relText, files);
     if (status != 0) return status;
