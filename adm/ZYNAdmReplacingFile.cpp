@@ -32,13 +32,33 @@ SHiddenSlot S_hidden[32];
 std::atomic<bool> S_taken[32];
 }  // namespace
 
+// While names are made and swapped, a signal waits for the end (on whichever thread it
+// came): the set is then whole, old or new, and the names are known.
+std::atomic<int> S_holding(0);
+std::atomic<int> S_pending(0);
+
 extern "C" void ZYNAdmRemoveHiddenOnSignal(int number) {
+  if (S_holding.load() > 0) {
+    S_pending.store(number);
+    return;
+  }
   for (SHiddenSlot& slot : S_hidden) {
     if (slot.used.load()) unlink(slot.name);
   }
   signal(number, SIG_DFL);
   raise(number);
 }
+
+namespace {
+struct SSignalsHeld {
+  SSignalsHeld() { S_holding.fetch_add(1); }
+  ~SSignalsHeld() {
+    if (S_holding.fetch_sub(1) != 1) return;
+    int number = S_pending.exchange(0);
+    if (number != 0) ZYNAdmRemoveHiddenOnSignal(number);
+  }
+};
+}  // namespace
 
 static void sInstallHandlers() {
   static std::atomic<bool> S_installed(false);
@@ -81,14 +101,19 @@ static std::string sFolderOf(std::string const& path) {
   return slash == std::string::npos ? "." : (slash == 0 ? "/" : path.substr(0, slash));
 }
 
-// A hidden name beside `path` nobody else uses; `make` creates it (O_EXCL or link), so a
-// file or a link planted there makes us try another name rather than use it.
+// A hidden name for `path` nobody else uses, in the folder `aside` or else beside it;
+// `make` creates it (O_EXCL or link), so a file or a link planted there makes us try
+// another name rather than use it.
 template <typename Make>
-static int sBeside(std::string const& path, std::string& hidden, Make make) {
+static int sBeside(std::string const& path, std::string const& aside, std::string& hidden, Make make) {
   static std::atomic<unsigned> S_counter(0);
   size_t slash = path.rfind('/');
   std::string folder = slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
   std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+  if (!aside.empty()) {
+    int result = sBeside(aside + "/" + name, std::string(), hidden, make);
+    if (result >= 0 || (errno != EXDEV && errno != EACCES && errno != EPERM && errno != EROFS)) return result;
+  }
   for (int attempt = 0; attempt < 100; ++attempt) {
     struct timespec now;
     clock_gettime(CLOCK_REALTIME, &now);
@@ -136,6 +161,7 @@ void ZYNAdmReplacingFile::Discard() {
 
 int ZYNAdmReplacingFile::Open() {
   Discard();
+  sInstallHandlers();  // now, not between the first and the last rename of a set
   _failed = false;
   _nameless = false;
   _inPlace = false;
@@ -159,8 +185,9 @@ int ZYNAdmReplacingFile::Open() {
     fd = open(sFolderOf(_final).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, mode);
     _nameless = fd >= 0;
   }
+  SSignalsHeld held;
   if (fd < 0) {
-    fd = sBeside(_final, _temporary, [mode](std::string const& name) {
+    fd = sBeside(_final, _aside, _temporary, [mode](std::string const& name) {
       return open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
     });
     if (fd < 0) {
@@ -205,99 +232,102 @@ int ZYNAdmReplacingFile::Close() {
   return _deferred ? 1 : Commit();
 }
 
-// Step 1 of a commit: the file closed under a hidden name.
+// Step 1 of a commit: the file under a hidden name beside its path.
 int ZYNAdmReplacingFile::Name() {
   if (_inPlace || !_flushed) return 0;
-  FILE* file = sFile(_handle);
   if (_nameless) {
-    int fd = fileno(file);
-    if (sBeside(_final, _temporary, [fd](std::string const& name) { return sLinkNameless(fd, name); }) != 0) {
+    int fd = fileno(sFile(_handle));
+    if (sBeside(_final, _aside, _temporary, [fd](std::string const& name) { return sLinkNameless(fd, name); }) != 0) {
       _temporary.clear();
       Discard();
       return 0;
     }
     _slot = sRemember(_temporary);
   }
-  _handle = 0;
-  if (std::fclose(file) != 0) {
-    Discard();
-    return 0;
-  }
   return 1;
 }
 
-// Step 2: the hidden name renamed to the path.
-int ZYNAdmReplacingFile::Rename() {
+// Step 2: the hidden name swapped with the path, where the file system can (the old file
+// then stays under the hidden name until Done, for a set that must go back), else
+// renamed over it. 1 swapped, 2 renamed over an old file, 3 put where none was, 0 failed.
+int ZYNAdmReplacingFile::Rename(bool keepOld) {
+  bool none = false;
+  if (keepOld) {
+    if (renameat2(AT_FDCWD, _temporary.c_str(), AT_FDCWD, _final.c_str(), RENAME_EXCHANGE) == 0) return 1;
+    none = errno == ENOENT;
+  }
   if (rename(_temporary.c_str(), _final.c_str()) != 0) {
     Discard();
     return 0;
   }
   _temporary.clear();
   sForget(_slot);
-  _flushed = false;
-  return 1;
+  return none ? 3 : 2;
+}
+
+// Step 3: the old file, if kept under the hidden name, goes.
+void ZYNAdmReplacingFile::Done() {
+  if (!_temporary.empty()) unlink(_temporary.c_str());
+  _temporary.clear();
+  sForget(_slot);
 }
 
 int ZYNAdmReplacingFile::Commit() {
   if (_inPlace) return _handle == 0 ? 1 : 0;
-  if (Name() == 0 || Rename() == 0) return 0;
+  SSignalsHeld held;
+  if (Name() == 0 || Rename(false) == 0) return 0;
+  Discard();
   sSyncFolder(_final);
   return 1;
 }
 
 // ---------------------------------------------------------------------------------------
 
-ZYNAdmReplacingFile& ZYNAdmReplacingFileSet::Add(DString const& path) {
+ZYNAdmReplacingFile& ZYNAdmReplacingFileSet::Add(DString const& path, DString const& aside) {
   _files.emplace_back(new ZYNAdmReplacingFile(path, true));
+  ZYNAdmNarrowText narrow(aside);
+  if (!aside.IsEmpty() && !narrow.IsNull()) _files.back()->_aside = narrow.Get();
   return *_files.back();
 }
 
-// The old files are kept under hidden names until every rename is done, so that a rename
-// that fails puts back the files already replaced: the old set stays, or the new one is
-// whole. Where the file system has no links, a rename that fails leaves a mixed set.
+// Every new file is named before the first takes its place, and the old files are swapped
+// out rather than dropped until every one is in, so that a swap that fails puts back the
+// files already replaced: the old set stays, or the new one is whole. Where the file
+// system can't swap, a rename that fails half way leaves a mixed set. Nothing slow lies
+// between the first name and the last swap: a run killed there leaves hidden names.
 int ZYNAdmReplacingFileSet::Commit() {
+  // Open, the old files are only unnamed at the end, their room freed after it.
+  std::vector<int> old;
+  for (auto& file : _files) old.push_back(open(file->_final.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+  struct SCloser {
+    std::vector<int>& fds;
+    ~SCloser() {
+      for (int fd : fds) {
+        if (fd >= 0) close(fd);
+      }
+    }
+  } closer{old};
+  SSignalsHeld held;
   for (auto& file : _files) {
     if (file->_inPlace || file->Name() == 0) {
       _failed = file->_path;
       return 0;
     }
   }
-  std::vector<std::string> backups(_files.size());
-  std::vector<int> slots(_files.size(), -1);
-  std::vector<char> existed(_files.size(), 0);
-  auto dropBackups = [&]() {
-    for (size_t i = 0; i < backups.size(); ++i) {
-      if (!backups[i].empty()) unlink(backups[i].c_str());
-      sForget(slots[i]);
-    }
-  };
-  for (size_t i = 0; _files.size() > 1 && i < _files.size(); ++i) {
-    std::string const& target = _files[i]->_final;
-    struct stat old;
-    existed[i] = lstat(target.c_str(), &old) == 0;
-    if (!existed[i] || sBeside(target, backups[i], [&target](std::string const& name) {
-                         return link(target.c_str(), name.c_str());
-                       }) != 0) {
-      backups[i].clear();
-    } else {
-      slots[i] = sRemember(backups[i]);
-    }
-  }
+  std::vector<int> done(_files.size(), 0);
   for (size_t i = 0; i < _files.size(); ++i) {
-    if (_files[i]->Rename() != 0) continue;
+    done[i] = _files[i]->Rename(true);
+    if (done[i] != 0) continue;
     for (size_t j = 0; j < i; ++j) {
-      std::string const& target = _files[j]->_final;
-      if (!existed[j]) {
-        unlink(target.c_str());
-      } else if (!backups[j].empty() && rename(backups[j].c_str(), target.c_str()) == 0) {
-        backups[j].clear();
-      }
+      ZYNAdmReplacingFile& file = *_files[j];
+      if (done[j] == 1) renameat2(AT_FDCWD, file._temporary.c_str(), AT_FDCWD, file._final.c_str(), RENAME_EXCHANGE);
+      if (done[j] == 3) unlink(file._final.c_str());
     }
-    dropBackups();
     _failed = _files[i]->_path;
-    return 0;
+    return 0;  // the hidden names, holding the new files again, go with the set
   }
-  dropBackups();
+  for (auto& file : _files) file->Done();
+  for (auto& file : _files) file->Discard();
   for (auto& file : _files) sSyncFolder(file->_final);
   return 1;
 }

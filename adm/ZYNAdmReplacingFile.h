@@ -33,11 +33,13 @@ class ZYNAdmReplacingFile : public ZYNAdmOutputStream {
   friend class ZYNAdmReplacingFileSet;
   void Discard();
   int Name();
-  int Rename();
+  int Rename(bool keepOld);
+  void Done();
 
   DString _path;
   std::string _final;      // the narrow path
   std::string _temporary;  // the hidden name; empty when nameless or written in place
+  std::string _aside;      // where the hidden name goes, if not beside the path
   long _handle;
   bool _failed;
   bool _deferred;
@@ -55,7 +57,9 @@ class ZYNAdmReplacingFile : public ZYNAdmOutputStream {
 class ZYNAdmReplacingFileSet {
  public:
   ZYNAdmReplacingFileSet() = default;
-  ZYNAdmReplacingFile& Add(DString const& path);
+  // `aside`: a folder on the same file system for the hidden names, where a run killed
+  // half way leaves nothing a later look at the folders of `path` would find.
+  ZYNAdmReplacingFile& Add(DString const& path, DString const& aside = DString());
   int Commit();                                      // 1 when every file is at its path
   DString const& Failed() const { return _failed; }  // the path that failed the commit
 

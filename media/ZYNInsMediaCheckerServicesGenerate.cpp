@@ -53,7 +53,7 @@ static int sWriteVolumeTag(ZYNAdmXmlElement& volume, int cdIndex, DString const&
 
   DString path = Services::GetRefFilePath(base, cdIndex);
   if (!ZYNInsDir::CreateDir(ZYNInsDir::GetParentDir(path))) return sFail(ZYNAdmError::Pop(), relText);
-  if (sWriteXml(volume, files.Add(path)) == 0) return sFail(sUnableToWrite(path), relText);
+  if (sWriteXml(volume, files.Add(path, base)) == 0) return sFail(sUnableToWrite(path), relText);
   return 0;
 }
 
@@ -99,7 +99,7 @@ int ZYNInsMediaCheckerServices::GenerateMode() {
   // The reference and the tags replace the old ones together, once all are on disk: a
   // tag that can't be written leaves the old set, not a new reference with old tags.
   ZYNAdmReplacingFileSet files;
-  if (sWriteXml(view, files.Add(path)) == 0) return sFail(sUnableToWrite(path), relText);
+  if (sWriteXml(view, files.Add(path, base)) == 0) return sFail(sUnableToWrite(path), relText);
 
   DString packageHash = ZYNAdmXmlHash::GetHash(view);
   if (packageHash.IsEmpty()) return 2;

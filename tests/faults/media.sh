@@ -24,6 +24,9 @@ only_the_set() {
   done
 }
 
+# Nor beside the volumes, where a killed run's hidden names wait (no check looks there).
+nothing_beside_the_volumes() { [ -z "$(ls -A "$work/m" | grep -v '^[0-9]$')" ]; }
+
 # run_to OUT STATUSFILE COMMAND...: runs bounded in time; 124 on a hang.
 run_to() {
   local out=$1 st=$2
