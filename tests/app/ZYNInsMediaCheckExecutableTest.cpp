@@ -381,7 +381,7 @@ TEST(MediaCheckInPrivateTmp, SurroundingsOfTheRunChangeNoVerdictAndLeaveNothing)
       {"two at once",
        "head -c 200000000 /dev/zero > m/t/1/big && " + seal +
            "true; (m/mnt/bin/x/ZYNInsMediaCheck -quiet >/dev/null; echo \"A $?\" >> m/s) & sleep 0.1; "
-           "m/mnt/bin/x/ZYNInsMediaCheck -quiet >/dev/null; echo \"B $?\" >> m/s; wait; cat m/s; ls /tmp",
+           "m/mnt/bin/x/ZYNInsMediaCheck -quiet >/dev/null; echo \"B $?\" >> m/s; wait; sort m/s; ls /tmp",
        "A 0\nB 0\nm\n"},
   };
   for (auto const& c : cases) {

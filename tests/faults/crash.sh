@@ -39,7 +39,11 @@ for i in $(seq 1 "$kills"); do
   [ $((i % 40)) = 5 ] && signal=HUP
   rm -rf "$work/m" && cp -a "$work/keep/changed" "$work/m"
   delay=$(((RANDOM * 32768 + RANDOM) % (span + 1)))
-  "$exe" -generate -quiet -CD1Path "$work/m/1" >/dev/null 2>&1 &
+  # Without the script's EXIT trap, in case the signal comes before the exec.
+  (
+    trap - EXIT
+    exec "$exe" -generate -quiet -CD1Path "$work/m/1" >/dev/null 2>&1
+  ) &
   pid=$!
   sleep "$(printf '%d.%06d' $((delay / 1000000)) $((delay % 1000000)))"
   kill -s "$signal" "$pid" 2>/dev/null
