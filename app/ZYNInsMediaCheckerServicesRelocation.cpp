@@ -98,14 +98,22 @@ static int sCopyForStart(DString const& source, DString const& target, int& copy
   return 0;
 }
 
-// Neither the array nor its strings are freed: the process is replaced or ends.
+// Freed only where the process could not be replaced.
+static void sFreeArguments(char** argv) {
+  for (char** arg = argv; *arg != nullptr; ++arg) ZYNAdmCodePage::FreeAndNull(*arg);
+  std::free(argv);
+}
+
 static char** sNarrowArguments(DStrings const& args) {
   int count = args.GetLength();
   char** argv = static_cast<char**>(std::calloc(static_cast<size_t>(count) + 1, sizeof(char*)));
   if (argv == nullptr) return nullptr;
   for (int i = 0; i < count; ++i) {
     argv[i] = ZYNAdmCodePage::ConvertUcsToStr(*args.GetAsPtr(i));
-    if (argv[i] == nullptr) return nullptr;
+    if (argv[i] == nullptr) {
+      sFreeArguments(argv);
+      return nullptr;
+    }
   }
   argv[count] = nullptr;
   return argv;
@@ -146,6 +154,7 @@ int ZYNInsMediaCheckerServices::RestartFromTempExecutable(DStrings args, DString
   std::fflush(stdout);
   fexecve(copy, argv, environ);
   int error = errno;
+  sFreeArguments(argv);
   // A copy that can't be started (a temporary folder mounted noexec) is of no use to
   // anybody: removed, if the name still holds it.
   struct stat ours, named;
