@@ -298,7 +298,14 @@ ZYNAdmReplacingFile& ZYNAdmReplacingFileSet::Add(DString const& path, DString co
 int ZYNAdmReplacingFileSet::Commit() {
   // Open, the old files are only unnamed at the end, their room freed after it.
   std::vector<int> old;
-  for (auto& file : _files) old.push_back(open(file->_final.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+  for (auto& file : _files) {
+    struct stat standing;
+    if (lstat(file->_final.c_str(), &standing) == 0 && S_ISDIR(standing.st_mode)) {  // a swap would move it
+      _failed = file->_path;
+      return 0;
+    }
+    old.push_back(open(file->_final.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  }
   struct SCloser {
     std::vector<int>& fds;
     ~SCloser() {
