@@ -255,6 +255,11 @@ int ZYNAdmReplacingFile::Rename(bool keepOld) {
   if (keepOld) {
     if (renameat2(AT_FDCWD, _temporary.c_str(), AT_FDCWD, _final.c_str(), RENAME_EXCHANGE) == 0) return 1;
     none = errno == ENOENT;
+    // Only where there is nothing to swap with, or no swap here, does a rename do instead.
+    if (!none && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP) {
+      Discard();
+      return 0;
+    }
   }
   if (rename(_temporary.c_str(), _final.c_str()) != 0) {
     Discard();

@@ -41,9 +41,10 @@ command_of() {
 }
 
 # SYSCALL:ERRNO as fits the call: a medium that fails, a full disk, a run out of memory
-# or descriptors. fstat is made through newfstatat here; clone through clone3.
-faults="openat:EMFILE openat:EIO read:EIO write:ENOSPC fsync:EIO rename:ENOSPC getdents64:EIO newfstatat:EIO
-mmap:ENOMEM clone3:ENOMEM clone:ENOMEM"
+# or descriptors. fstat is made through newfstatat here; clone through clone3; the new
+# files are named with linkat and swapped in with renameat2.
+faults="openat:EMFILE openat:EIO read:EIO write:ENOSPC fsync:EIO rename:ENOSPC renameat2:EIO linkat:ENOSPC
+getdents64:EIO newfstatat:EIO mmap:ENOMEM clone3:ENOMEM clone:ENOMEM"
 # A failed run says so in words, beyond the status.
 said() { grep -qE "Error|error|[Uu]nable|cannot|FAILED" "$work/out"; }
 runs=0 bad=0 failed_runs=0 blamed=0
