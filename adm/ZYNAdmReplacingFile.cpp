@@ -2,6 +2,7 @@
 #include "ZYNAdmReplacingFile.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
@@ -9,6 +10,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "ZYNAdmNarrowText.h"
 
@@ -16,35 +18,135 @@ static const size_t S_WriteBuffer = 256 * 1024;
 
 static FILE* sFile(long handle) { return reinterpret_cast<FILE*>(handle); }
 
-// A name beside `path` that nobody else can be writing: made with O_EXCL, so a file or a
-// link planted there makes us try another name rather than use it.
-static int sCreateBeside(std::string const& path, mode_t mode, std::string& temporary) {
+// ---------------------------------------------------------------------------------------
+// Hidden names that exist for a moment: a run stopped by SIGINT, SIGTERM or SIGHUP takes
+// them along, so that nothing it leaves beside a reference changes a later check. The
+// handler only reads slots that are whole (`used` is set after the name is written).
+
+namespace {
+struct SHiddenSlot {
+  std::atomic<bool> used;
+  char name[4096];
+};
+SHiddenSlot S_hidden[32];
+std::atomic<bool> S_taken[32];
+}  // namespace
+
+// While names are made and swapped, a signal waits for the end (on whichever thread it
+// came): the set is then whole, old or new, and the names are known.
+std::atomic<int> S_holding(0);
+std::atomic<int> S_pending(0);
+
+extern "C" void ZYNAdmRemoveHiddenOnSignal(int number) {
+  if (S_holding.load() > 0) {
+    S_pending.store(number);
+    return;
+  }
+  for (SHiddenSlot& slot : S_hidden) {
+    if (slot.used.load()) unlink(slot.name);
+  }
+  signal(number, SIG_DFL);
+  raise(number);
+}
+
+namespace {
+struct SSignalsHeld {
+  SSignalsHeld() { S_holding.fetch_add(1); }
+  ~SSignalsHeld() {
+    if (S_holding.fetch_sub(1) != 1) return;
+    int number = S_pending.exchange(0);
+    if (number != 0) ZYNAdmRemoveHiddenOnSignal(number);
+  }
+};
+}  // namespace
+
+static void sInstallHandlers() {
+  static std::atomic<bool> S_installed(false);
+  if (S_installed.exchange(true)) return;
+  for (int number : {SIGINT, SIGTERM, SIGHUP}) {
+    struct sigaction old;
+    if (sigaction(number, nullptr, &old) != 0 || old.sa_handler != SIG_DFL) continue;  // ignored or handled
+    struct sigaction action;
+    std::memset(&action, 0, sizeof action);
+    action.sa_handler = ZYNAdmRemoveHiddenOnSignal;
+    sigemptyset(&action.sa_mask);
+    sigaction(number, &action, nullptr);
+  }
+}
+
+// The slot of `name`, or -1 when all are taken (the name is then only not cleaned up).
+static int sRemember(std::string const& name) {
+  if (name.size() >= sizeof S_hidden[0].name) return -1;
+  sInstallHandlers();
+  for (int i = 0; i < 32; ++i) {
+    if (S_taken[i].exchange(true)) continue;
+    std::memcpy(S_hidden[i].name, name.c_str(), name.size() + 1);
+    S_hidden[i].used.store(true);
+    return i;
+  }
+  return -1;
+}
+
+static void sForget(int& slot) {
+  if (slot < 0) return;
+  S_hidden[slot].used.store(false);
+  S_taken[slot].store(false);
+  slot = -1;
+}
+
+// ---------------------------------------------------------------------------------------
+
+static std::string sFolderOf(std::string const& path) {
+  size_t slash = path.rfind('/');
+  return slash == std::string::npos ? "." : (slash == 0 ? "/" : path.substr(0, slash));
+}
+
+// A hidden name for `path` nobody else uses, in the folder `aside` or else beside it;
+// `make` creates it (O_EXCL or link), so a file or a link planted there makes us try
+// another name rather than use it.
+template <typename Make>
+static int sBeside(std::string const& path, std::string const& aside, std::string& hidden, Make make) {
   static std::atomic<unsigned> S_counter(0);
   size_t slash = path.rfind('/');
   std::string folder = slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
   std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+  if (!aside.empty()) {
+    int result = sBeside(aside + "/" + name, std::string(), hidden, make);
+    if (result >= 0 || (errno != EXDEV && errno != EACCES && errno != EPERM && errno != EROFS)) return result;
+  }
   for (int attempt = 0; attempt < 100; ++attempt) {
     struct timespec now;
     clock_gettime(CLOCK_REALTIME, &now);
     char suffix[64];
     std::snprintf(suffix, sizeof suffix, ".%d.%u.%lx~", static_cast<int>(getpid()), S_counter.fetch_add(1),
                   static_cast<unsigned long>(now.tv_nsec));
-    temporary = folder + "." + name + suffix;
-    int fd = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
-    if (fd >= 0 || errno != EEXIST) return fd;
+    hidden = folder + "." + name + suffix;
+    int result = make(hidden);
+    if (result >= 0 || errno != EEXIST) return result;
   }
   return -1;
 }
 
 // The rename is on disk only once its folder is; a failure here loses no data.
 static void sSyncFolder(std::string const& path) {
-  size_t slash = path.rfind('/');
-  std::string folder = slash == std::string::npos ? "." : (slash == 0 ? "/" : path.substr(0, slash));
-  int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  int fd = open(sFolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (fd < 0) return;
   fsync(fd);
   close(fd);
 }
+
+// A nameless file can be given a name through /proc (or by a privileged process without).
+static bool sCanLinkNameless() { return access("/proc/self/fd", X_OK) == 0 || geteuid() == 0; }
+
+static int sLinkNameless(int fd, std::string const& name) {
+  char source[64];
+  std::snprintf(source, sizeof source, "/proc/self/fd/%d", fd);
+  if (linkat(AT_FDCWD, source, AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) return 0;
+  if (errno == EEXIST) return -1;
+  return linkat(fd, "", AT_FDCWD, name.c_str(), AT_EMPTY_PATH);
+}
+
+// ---------------------------------------------------------------------------------------
 
 ZYNAdmReplacingFile::~ZYNAdmReplacingFile() { Discard(); }
 
@@ -53,11 +155,16 @@ void ZYNAdmReplacingFile::Discard() {
   _handle = 0;
   if (!_temporary.empty()) unlink(_temporary.c_str());
   _temporary.clear();
+  sForget(_slot);
+  _flushed = false;
 }
 
 int ZYNAdmReplacingFile::Open() {
   Discard();
+  sInstallHandlers();  // now, not between the first and the last rename of a set
   _failed = false;
+  _nameless = false;
+  _inPlace = false;
   ZYNAdmNarrowText narrow(_path);
   if (narrow.IsNull()) return 0;
   _final = narrow.Get();
@@ -66,16 +173,30 @@ int ZYNAdmReplacingFile::Open() {
   if (exists && S_ISCHR(existing.st_mode)) {
     FILE* file = std::fopen(_final.c_str(), "wb");
     _handle = reinterpret_cast<long>(file);
+    _inPlace = true;
     return file != nullptr ? 1 : 0;
   }
-  // A file replaced keeps its permissions, as one rewritten in place would.
-  mode_t mode = exists && S_ISREG(existing.st_mode) ? (existing.st_mode & 0777) : 0666;
-  int fd = sCreateBeside(_final, mode, _temporary);
-  if (fd < 0) {
-    _temporary.clear();
-    return 0;
+  // A file replaced keeps its permissions, as one rewritten in place would; not one that
+  // another user planted (with a mode of their choosing, to edit what we write).
+  bool keepMode = exists && S_ISREG(existing.st_mode) && existing.st_uid == geteuid();
+  mode_t mode = keepMode ? (existing.st_mode & 0777) : 0666;
+  int fd = -1;
+  if (sCanLinkNameless()) {
+    fd = open(sFolderOf(_final).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, mode);
+    _nameless = fd >= 0;
   }
-  if (exists && S_ISREG(existing.st_mode)) fchmod(fd, mode);  // the umask may have narrowed it
+  SSignalsHeld held;
+  if (fd < 0) {
+    fd = sBeside(_final, _aside, _temporary, [mode](std::string const& name) {
+      return open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode);
+    });
+    if (fd < 0) {
+      _temporary.clear();
+      return 0;
+    }
+    _slot = sRemember(_temporary);
+  }
+  if (keepMode) fchmod(fd, mode);  // the umask may have narrowed it
   FILE* file = fdopen(fd, "wb");
   if (file == nullptr) {
     close(fd);
@@ -90,24 +211,135 @@ int ZYNAdmReplacingFile::Open() {
 }
 
 int ZYNAdmReplacingFile::Write(unsigned char* buffer, int count) {
-  if (_handle == 0 || count < 0) return -1;
+  if (_handle == 0 || _flushed || count < 0) return -1;
   size_t put = std::fwrite(buffer, 1, static_cast<size_t>(count), sFile(_handle));
   if (put != static_cast<size_t>(count)) _failed = true;
   return static_cast<int>(put);
 }
 
 int ZYNAdmReplacingFile::Close() {
-  if (_handle == 0) return 0;
+  if (_handle == 0 || _flushed) return 0;
   FILE* file = sFile(_handle);
-  _handle = 0;
-  if (_temporary.empty()) return std::fclose(file) == 0 && !_failed ? 1 : 0;
-  bool whole = !_failed && std::fflush(file) == 0 && fsync(fileno(file)) == 0;
-  whole = std::fclose(file) == 0 && whole;
-  if (!whole || rename(_temporary.c_str(), _final.c_str()) != 0) {
+  if (_inPlace) {
+    _handle = 0;
+    return std::fclose(file) == 0 && !_failed ? 1 : 0;
+  }
+  if (_failed || std::fflush(file) != 0 || fsync(fileno(file)) != 0) {
+    Discard();
+    return 0;
+  }
+  _flushed = true;
+  return _deferred ? 1 : Commit();
+}
+
+// Step 1 of a commit: the file under a hidden name beside its path.
+int ZYNAdmReplacingFile::Name() {
+  if (_inPlace || !_flushed) return 0;
+  if (_nameless) {
+    int fd = fileno(sFile(_handle));
+    if (sBeside(_final, _aside, _temporary, [fd](std::string const& name) { return sLinkNameless(fd, name); }) != 0) {
+      _temporary.clear();
+      Discard();
+      return 0;
+    }
+    _slot = sRemember(_temporary);
+  }
+  return 1;
+}
+
+// Step 2: the hidden name swapped with the path, where the file system can (the old file
+// then stays under the hidden name until Done, for a set that must go back), else
+// renamed over it. 1 swapped, 2 renamed over an old file, 3 put where none was, 0 failed.
+int ZYNAdmReplacingFile::Rename(bool keepOld) {
+  bool none = false;
+  if (keepOld) {
+    if (renameat2(AT_FDCWD, _temporary.c_str(), AT_FDCWD, _final.c_str(), RENAME_EXCHANGE) == 0) return 1;
+    none = errno == ENOENT;
+    // Only where there is nothing to swap with, or no swap here, does a rename do instead.
+    if (!none && errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP) {
+      Discard();
+      return 0;
+    }
+  }
+  if (rename(_temporary.c_str(), _final.c_str()) != 0) {
     Discard();
     return 0;
   }
   _temporary.clear();
+  sForget(_slot);
+  return none ? 3 : 2;
+}
+
+// Step 3: the old file, if kept under the hidden name, goes.
+void ZYNAdmReplacingFile::Done() {
+  if (!_temporary.empty()) unlink(_temporary.c_str());
+  _temporary.clear();
+  sForget(_slot);
+}
+
+int ZYNAdmReplacingFile::Commit() {
+  if (_inPlace) return _handle == 0 ? 1 : 0;
+  SSignalsHeld held;
+  if (Name() == 0 || Rename(false) == 0) return 0;
+  Discard();
   sSyncFolder(_final);
+  return 1;
+}
+
+// ---------------------------------------------------------------------------------------
+
+ZYNAdmReplacingFile& ZYNAdmReplacingFileSet::Add(DString const& path, DString const& aside) {
+  _files.emplace_back(new ZYNAdmReplacingFile(path, true));
+  ZYNAdmNarrowText narrow(aside);
+  if (!aside.IsEmpty() && !narrow.IsNull()) _files.back()->_aside = narrow.Get();
+  return *_files.back();
+}
+
+// Every new file is named before the first takes its place, and the old files are swapped
+// out rather than dropped until every one is in, so that a swap that fails puts back the
+// files already replaced: the old set stays, or the new one is whole. Where the file
+// system can't swap, a rename that fails half way leaves a mixed set. Nothing slow lies
+// between the first name and the last swap: a run killed there leaves hidden names.
+int ZYNAdmReplacingFileSet::Commit() {
+  // Open, the old files are only unnamed at the end, their room freed after it.
+  std::vector<int> old;
+  for (auto& file : _files) {
+    struct stat standing;
+    if (lstat(file->_final.c_str(), &standing) == 0 && S_ISDIR(standing.st_mode)) {  // a swap would move it
+      _failed = file->_path;
+      return 0;
+    }
+    old.push_back(open(file->_final.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  }
+  struct SCloser {
+    std::vector<int>& fds;
+    ~SCloser() {
+      for (int fd : fds) {
+        if (fd >= 0) close(fd);
+      }
+    }
+  } closer{old};
+  SSignalsHeld held;
+  for (auto& file : _files) {
+    if (file->_inPlace || file->Name() == 0) {
+      _failed = file->_path;
+      return 0;
+    }
+  }
+  std::vector<int> done(_files.size(), 0);
+  for (size_t i = 0; i < _files.size(); ++i) {
+    done[i] = _files[i]->Rename(true);
+    if (done[i] != 0) continue;
+    for (size_t j = 0; j < i; ++j) {
+      ZYNAdmReplacingFile& file = *_files[j];
+      if (done[j] == 1) renameat2(AT_FDCWD, file._temporary.c_str(), AT_FDCWD, file._final.c_str(), RENAME_EXCHANGE);
+      if (done[j] == 3) unlink(file._final.c_str());
+    }
+    _failed = _files[i]->_path;
+    return 0;  // the hidden names, holding the new files again, go with the set
+  }
+  for (auto& file : _files) file->Done();
+  for (auto& file : _files) file->Discard();
+  for (auto& file : _files) sSyncFolder(file->_final);
   return 1;
 }

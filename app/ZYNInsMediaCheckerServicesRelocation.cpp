@@ -98,14 +98,22 @@ static int sCopyForStart(DString const& source, DString const& target, int& copy
   return 0;
 }
 
-// Neither the array nor its strings are freed: the process is replaced or ends.
+// Freed only where the process could not be replaced.
+static void sFreeArguments(char** argv) {
+  for (char** arg = argv; *arg != nullptr; ++arg) ZYNAdmCodePage::FreeAndNull(*arg);
+  std::free(argv);
+}
+
 static char** sNarrowArguments(DStrings const& args) {
   int count = args.GetLength();
   char** argv = static_cast<char**>(std::calloc(static_cast<size_t>(count) + 1, sizeof(char*)));
   if (argv == nullptr) return nullptr;
   for (int i = 0; i < count; ++i) {
     argv[i] = ZYNAdmCodePage::ConvertUcsToStr(*args.GetAsPtr(i));
-    if (argv[i] == nullptr) return nullptr;
+    if (argv[i] == nullptr) {
+      sFreeArguments(argv);
+      return nullptr;
+    }
   }
   argv[count] = nullptr;
   return argv;
@@ -146,8 +154,29 @@ int ZYNInsMediaCheckerServices::RestartFromTempExecutable(DStrings args, DString
   std::fflush(stdout);
   fexecve(copy, argv, environ);
   int error = errno;
+  sFreeArguments(argv);
+  // A copy that can't be started (a temporary folder mounted noexec) is of no use to
+  // anybody: removed, if the name still holds it.
+  struct stat ours, named;
+  ZYNAdmNarrowText narrowTarget(target);
+  if (!narrowTarget.IsNull() && fstat(copy, &ours) == 0 && lstat(narrowTarget.Get(), &named) == 0 &&
+      ours.st_dev == named.st_dev && ours.st_ino == named.st_ino) {
+    unlink(narrowTarget.Get());
+  }
   close(copy);
   return sFailWithSystemError(target, error);
 }
 
-bool ZYNInsMediaCheckerServices::RemoveTempExecutable(DString path) { return !ZYNInsDir::RemoveFile(path); }
+// Two checks of one media share the copy's name: the one that starts second replaces the
+// other's copy (which runs on, from its descriptor). Each removes the name only while it
+// still holds the program this run executes, and a copy already gone is no failure.
+bool ZYNInsMediaCheckerServices::RemoveTempExecutable(DString path) {
+  ZYNAdmNarrowText narrow(path);
+  if (narrow.IsNull()) return !ZYNInsDir::RemoveFile(path);
+  struct stat named, running;
+  if (lstat(narrow.Get(), &named) != 0 && errno == ENOENT) return false;
+  if (stat("/proc/self/exe", &running) == 0 && (named.st_dev != running.st_dev || named.st_ino != running.st_ino)) {
+    return false;
+  }
+  return !ZYNInsDir::RemoveFile(path);
+}

@@ -150,10 +150,16 @@ int ZYNInsFindFile::GetNext() {
     return -1;
   }
   if (_handle == nullptr && _Open() != 1) return -1;
+  // The end of the list and a failed read both give no entry: only errno tells them
+  // apart, and a folder that failed half way must not pass for a shorter one.
+  errno = 0;
   struct dirent* entry = readdir(_handle);
   if (entry == nullptr) {
+    int error = errno;
     _Abandon();
-    return 0;
+    if (error == 0) return 0;
+    sPushSystemError(_path, error);
+    return -1;
   }
   _name = ZYNAdmCodePage::ConvertStrToUcs(entry->d_name);
 

@@ -38,19 +38,17 @@ static DString sUnableToWrite(DString const& path) {
 }
 
 // Laid out on lines as a user reads it; the seal covers the tree, not these bytes.
-static int sWriteXml(ZYNAdmXmlElement const& element, DString const& path) {
-  ZYNAdmReplacingFile file(path);
+static int sWriteXml(ZYNAdmXmlElement const& element, ZYNAdmReplacingFile& file) {
   ZYNAdmXmlOutputFormatter formatter(file);
   return ZYNAdmXmlParser::GetXml(element, formatter);
 }
 
 // The same bytes as above, kept in `bytes` for their signature.
-static int sWriteSignedXml(ZYNAdmXmlElement const& element, DString const& path, std::string& bytes) {
+static int sWriteSignedXml(ZYNAdmXmlElement const& element, ZYNAdmReplacingFile& file, std::string& bytes) {
   ZYNAdmStringOutput memory;
   ZYNAdmXmlOutputFormatter formatter(memory);
   if (ZYNAdmXmlParser::GetXml(element, formatter) == 0) return 0;
   bytes.swap(memory.bytes);
-  ZYNAdmReplacingFile file(path);
   if (file.Open() == 0) return 0;
   static const std::size_t S_Chunk = 1 << 20;
   bool written = true;
@@ -68,14 +66,14 @@ static bool sReadRelInfo(DString const& path, ZYNAdmXmlElement& relInfo) {
 
 // The tag of volume `cdIndex`, written below `base`: 0 done, else the exit status.
 static int sWriteVolumeTag(ZYNAdmXmlElement& volume, int cdIndex, DString const& packageHash, DString const& base,
-                           DString const& relText) {
+                           DString const& relText, ZYNAdmReplacingFileSet& files) {
   volume.SetAttributeValue(DString(L"cdid"), DString::FromNum(cdIndex, "%d"));
   volume.SetAttributeValue(DString(L"packageHash"), packageHash);
   if (ZYNAdmXmlHash::Hash(volume) == 0) return sFail(DString(L"Internal error"), relText);
 
   DString path = Services::GetRefFilePath(base, cdIndex);
   if (!ZYNInsDir::CreateDir(ZYNInsDir::GetParentDir(path))) return sFail(ZYNAdmError::Pop(), relText);
-  if (sWriteXml(volume, path) == 0) return sFail(sUnableToWrite(path), relText);
+  if (sWriteXml(volume, files.Add(path, base)) == 0) return sFail(sUnableToWrite(path), relText);
   return 0;
 }
 
@@ -122,13 +120,17 @@ int ZYNInsMediaCheckerServices::GenerateMode() {
   if (!ZYNInsDir::CreateDir(ZYNInsDir::GetParentDir(path))) {
     return sFail(DString(L"Fail to create folders for : ") + path, DString());
   }
+  // The reference and the tags replace the old ones together, once all are on disk: a
+  // tag that can't be written leaves the old set, not a new reference with old tags.
+  ZYNAdmReplacingFileSet files;
   if (signKey.IsEmpty()) {
-    if (sWriteXml(view, path) == 0) return sFail(sUnableToWrite(path), relText);
-    if (ZYNInsSignature::RemoveSignature(path) != 0) return sFail(ZYNAdmError::Pop(), relText);
+    if (sWriteXml(view, files.Add(path, base)) == 0) return sFail(sUnableToWrite(path), relText);
   } else {
     std::string bytes;
-    if (sWriteSignedXml(view, path, bytes) == 0) return sFail(sUnableToWrite(path), relText);
-    if (ZYNInsSignature::WriteSignature(path, bytes, Options::GetSignComment(), Options::HasSignComment()) != 0) {
+    if (sWriteSignedXml(view, files.Add(path, base), bytes) == 0) return sFail(sUnableToWrite(path), relText);
+    ZYNAdmReplacingFile& signature = files.Add(ZYNInsSignature::PathFor(path), base);
+    if (ZYNInsSignature::WriteSignature(path, bytes, Options::GetSignComment(), Options::HasSignComment(),
+                                        signature) != 0) {
       return sFail(ZYNAdmError::Pop(), relText);
     }
   }
@@ -136,12 +138,18 @@ int ZYNInsMediaCheckerServices::GenerateMode() {
   DString packageHash = ZYNAdmXmlHash::GetHash(view);
   if (packageHash.IsEmpty()) return 2;
 
+  // A list that can't be read now would leave volumes with the old tags of another seal.
   DStrings names;
-  GetCDsList(names);
+  if (GetCDsList(names) < 0) {
+    return sFail(ZYNAdmError::IsStackEmpty() ? DString(L"Internal error") : ZYNAdmError::Pop(), relText);
+  }
   for (int i = 2; i < names.GetLength() + 1; ++i) {
-    int status = sWriteVolumeTag(volume, i, packageHash, base, relText);
+    int status = sWriteVolumeTag(volume, i, packageHash, base, relText, files);
     if (status != 0) return status;
   }
+  if (files.Commit() == 0) return sFail(sUnableToWrite(files.Failed()), relText);
+  // A signature left from an earlier run could no longer match the new reference.
+  if (signKey.IsEmpty() && ZYNInsSignature::RemoveSignature(path) != 0) return sFail(ZYNAdmError::Pop(), relText);
   return Finalize(DString(), relText);
 }
 

@@ -553,7 +553,7 @@ static int sScanVolume(int cdIndex, DString const& cdPath, ZYNAdmXmlElement& cd,
   SScanFolder tree;
   SScanDigests digests;
   DString walkRoot = sFolderPath(cdPath, DString());
-  sReadTree(walkRoot, tree, digests);
+  if (!cdPath.IsEmpty()) sReadTree(walkRoot, tree, digests);  // an empty path would be the root
 
   int totalFiles = 0;
   if (cdPath.IsEmpty()) {
@@ -638,6 +638,10 @@ static int sVolumeStep(int i, SMediaPlan const& plan, ZYNAdmXmlElement& cds, DSt
     sDebug(L" CD path after check : ", cdPath);
   }
 
+  if (cdPath.IsEmpty() && generate) {
+    errors += L"Internal error";
+    return ZYNInsScanFailed;
+  }
   int walked = sScanVolume(i, cdPath, cd, errors);
   if (walked == ZYNInsWalkStopped && generate) return ZYNInsScanFailed;
   cds.AddChild(cd);  // in check mode also after a failed walk, with what was found

@@ -149,7 +149,7 @@ int ZYNInsSignature::LoadSecretKey(DString const& path) {
 }
 
 int ZYNInsSignature::WriteSignature(DString const& referencePath, std::string const& bytes, DString const& comment,
-                                    bool commentGiven) {
+                                    bool commentGiven, ZYNAdmReplacingFile& file) {
   SState& state = sState();
   DString path = PathFor(referencePath);
   std::string trusted = sUtf8(comment);
@@ -166,7 +166,6 @@ int ZYNInsSignature::WriteSignature(DString const& referencePath, std::string co
     sPush(L"-sign: unable to sign \"/P1\" (a trusted comment is one line of at most 1024 bytes)", referencePath);
     return 1;
   }
-  ZYNAdmReplacingFile file(path);
   bool written = file.Open() != 0 &&
                  file.Write(reinterpret_cast<unsigned char*>(&signature[0]), static_cast<int>(signature.size())) ==
                      static_cast<int>(signature.size());

@@ -27,6 +27,8 @@ struct ZYNInsSignatureOutcome {
 };
 
 // Static members only: a run signs or verifies one reference.
+class ZYNAdmReplacingFile;
+
 class ZYNInsSignature {
  public:
   // "MediaContent.xml.minisig", left out of every walk as the reference is.
@@ -42,10 +44,11 @@ class ZYNInsSignature {
   // passphrase (on the terminal without echo, else one line of standard input). 0 done,
   // 1 with the reason pushed.
   static int LoadSecretKey(DString const& path);
-  // Writes the signature of `bytes`, the reference as written, beside it; the comment
-  // is the default one unless `commentGiven`. 0 done, 1 with the reason pushed.
+  // Writes the signature of `bytes`, the reference as written, to `file`, the member of
+  // the reference's set at PathFor(referencePath); the comment is the default one unless
+  // `commentGiven`. 0 done, 1 with the reason pushed.
   static int WriteSignature(DString const& referencePath, std::string const& bytes, DString const& comment,
-                            bool commentGiven);
+                            bool commentGiven, ZYNAdmReplacingFile& file);
   // A signature left beside a reference written without -sign could no longer match.
   // 0 removed or none there, 1 with the reason pushed.
   static int RemoveSignature(DString const& referencePath);

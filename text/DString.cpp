@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
+#include <new>
 #include <vector>
 
 namespace {
@@ -50,7 +51,8 @@ DStringInternal* DStringInternal::Allocate(int capacity) {
   if (static_cast<uint32_t>(capacity) > kCapacityMask) return _DStringEmptyPtr;
   size_t bytes = sizeof(DStringInternal) + (static_cast<size_t>(capacity) + 1 + kSlackUnits) * sizeof(uint16_t);
   DStringInternal* rec = static_cast<DStringInternal*>(std::malloc(bytes));
-  if (rec == nullptr) return _DStringEmptyPtr;
+  // An empty value in place of the text would go on as a wrong path, time or digest.
+  if (rec == nullptr) throw std::bad_alloc();
   rec->refCount = 1;
   rec->length = capacity;
   rec->capacityAndFlags = static_cast<uint32_t>(capacity) | kHashStale;

@@ -173,3 +173,37 @@ TEST(ZYNAdmStreams, StreamBufferCollectsChunksAndRefusesEmptyWrites) {
   std::free(first);
   std::free(second);
 }
+
+// A set replaces its files only together, once every one is written: a file that fails
+// leaves all the old ones; a commit puts all the new ones, and no name is left over.
+TEST(ZYNAdmStreams, ReplacingFileSetCommitsAllOrNone) {
+  unsigned char data[] = {'n', 'e', 'w'};
+  for (bool whole : {false, true}) {
+    ZYNTestTempTree tree;
+    tree.Dir("a");
+    tree.Dir("b");
+    tree.File("a/f", "old");
+    tree.File("b/g", "old");
+    {
+      ZYNAdmReplacingFileSet set;
+      ZYNAdmReplacingFile& first = set.Add(tree.DPath("a/f"), ZYNTestD(tree.Root()));
+      ZYNAdmReplacingFile& second = set.Add(tree.DPath("b/g"));
+      ASSERT_EQ(1, first.Open());
+      ASSERT_EQ(1, second.Open());
+      EXPECT_EQ(3, first.Write(data, 3));
+      EXPECT_EQ(1, first.Close());
+      EXPECT_EQ("old", tree.Read("a/f"));  // written, not yet in place
+      if (whole) {
+        EXPECT_EQ(3, second.Write(data, 3));
+        EXPECT_EQ(1, second.Close());
+        EXPECT_EQ(1, set.Commit());
+      }
+    }
+    std::string expected = whole ? "new" : "old";
+    EXPECT_EQ(expected, tree.Read("a/f"));
+    EXPECT_EQ(expected, tree.Read("b/g"));
+    for (auto const& folder : {"", "a", "b"}) {
+      EXPECT_EQ(*folder ? 1 : 2, std::distance(std::filesystem::directory_iterator(tree.Path(folder)), {})) << folder;
+    }
+  }
+}

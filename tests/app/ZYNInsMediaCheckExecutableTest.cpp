@@ -355,3 +355,38 @@ TEST(MediaCheckInPrivateTmp, PassedCheckLeavesTheDefaultReportAlone) {
 }
 
 }  // namespace
+
+// Faults of the run's surroundings, each in its own /tmp: a report another user planted
+// with mode 0666 doesn't hand them root's report; a temporary folder mounted noexec keeps
+// no copy; of two checks of one media at once, the first to end leaves the other's copy.
+TEST(MediaCheckInPrivateTmp, SurroundingsOfTheRunChangeNoVerdictAndLeaveNothing) {
+  if (RunInPrivateTmp("true").status != 0) GTEST_SKIP() << "no private mount namespace here";
+  const std::string media =
+      "mkdir -p m && mount -t tmpfs m /tmp/m && mkdir -p m/t/1/bin/x && "
+      "cp \"$0\" m/t/1/bin/x/ZYNInsMediaCheck && echo a > m/t/1/f && ";
+  const std::string seal = "\"$0\" -generate -quiet -CD1Path /tmp/m/t/1 >/dev/null && mv m/t/1 m/mnt && ";
+  const struct {
+    char const* name;
+    std::string run, out;
+  } cases[] = {
+      {"planted report",
+       "\"$0\" -generate -quiet -CD1Path /tmp/m/t/1 >/dev/null && touch r && chown nobody r && chmod 0666 r && mv r "
+       "MediaCheck_report.xml && echo b > m/t/1/f && umask 022 && "
+       "\"$0\" -quiet -CD1Path /tmp/m/t/1 >/dev/null; echo \"status $?\"; stat -c '%a %U' MediaCheck_report.xml",
+       "status 1\n644 root\n"},
+      {"noexec",
+       seal + "mount -o remount,noexec /tmp && m/mnt/bin/x/ZYNInsMediaCheck -quiet >/dev/null; "
+              "echo \"status $?\"; ls /tmp",
+       "status 2\nm\n"},
+      {"two at once",
+       "head -c 200000000 /dev/zero > m/t/1/big && " + seal +
+           "true; (m/mnt/bin/x/ZYNInsMediaCheck -quiet >/dev/null; echo \"A $?\" >> m/s) & sleep 0.1; "
+           "m/mnt/bin/x/ZYNInsMediaCheck -quiet >/dev/null; echo \"B $?\" >> m/s; wait; sort m/s; ls /tmp",
+       "A 0\nB 0\nm\n"},
+  };
+  for (auto const& c : cases) {
+    ChildResult r = RunInPrivateTmp(media + c.run);
+    if (std::string(c.name) == "planted report" && r.out.find("chown") != std::string::npos) continue;
+    EXPECT_EQ(r.out, c.out) << c.name;
+  }
+}
