@@ -129,8 +129,8 @@ int ZYNInsMediaCheckerServices::GenerateMode() {
     std::string bytes;
     if (sWriteSignedXml(view, files.Add(path, base), bytes) == 0) return sFail(sUnableToWrite(path), relText);
     ZYNAdmReplacingFile& signature = files.Add(ZYNInsSignature::PathFor(path), base);
-    if (ZYNInsSignature::WriteSignature(path, bytes, Options::GetSignComment(), Options::HasSignComment(),
-                                        signature) != 0) {
+    if (ZYNInsSignature::WriteSignature(path, bytes, Options::GetSignComment(), Options::HasSignComment(), signature) !=
+        0) {
       return sFail(ZYNAdmError::Pop(), relText);
     }
   }
