@@ -88,6 +88,10 @@ static DString sOneLine(DString const& sentence) {
 }
 
 void ZYNInsFindings::PrintOnStderr(DString const& reportPath) {
+  // Only differences found on the media: a run that failed otherwise said why already.
+  bool differences = false;
+  for (int kind = 0; kind < ZYNInsFindingUnidentified; ++kind) differences = differences || _counts[kind] > 0;
+  if (!differences) return;
   DString text;
   int shown = 0;
   for (ZYNInsFinding const& finding : _list) {

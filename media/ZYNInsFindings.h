@@ -82,8 +82,8 @@ class ZYNInsFindings {
   static void FileRead(int volume, long long bytes);
   static std::vector<ZYNInsVolumeTally> const& Volumes() { return _volumes; }
 
-  // After the verdict of a failed check, unless quiet: the first findings, one line
-  // each, and their counts on standard error.
+  // After the verdict of a failed check, unless quiet, where the media differs: the
+  // first findings, one line each, and their counts on standard error.
   static void PrintOnStderr(DString const& reportPath);
 
  private:
