@@ -33,6 +33,7 @@ void ZYNInsFindingsFiles::Begin() {
   S_started = std::chrono::steady_clock::now();
   S_facts.start = sUtcNow();
   Options::GetCDPaths(S_facts.pathKeys, S_facts.paths);
+  // S_facts.pubkey and S_facts.sign take -pubkey and -sign once signed references exist.
   ZYNInsFindings::KeepAll(!Options::GetJsonFile().IsEmpty() || !Options::GetJUnitFile().IsEmpty());
 }
 

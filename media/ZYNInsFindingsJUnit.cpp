@@ -4,7 +4,6 @@
 // those become U+FFFD here.
 #include "ZYNInsFindingsJUnit.h"
 
-#include <cstdio>
 #include <set>
 #include <vector>
 
@@ -83,10 +82,11 @@ static Suite& sSuiteOf(std::vector<Suite>& suites, int volume) {
 static void sCountIntact(std::vector<Suite>& suites) {
   for (ZYNInsVolumeTally const& tally : ZYNInsFindings::Volumes()) {
     Suite& suite = sSuiteOf(suites, tally.volume);
-    std::set<std::string> named;
+    std::set<std::u16string> named;
     for (ZYNInsFinding const* finding : suite.failures) {
       if (finding->kind == ZYNInsFindingMissing || finding->kind == ZYNInsFindingUnreadable) continue;
-      named.insert(ZYNInsFindingsJson::String(finding->path) + ZYNInsFindingsJson::Hex(finding->path));
+      DString const& path = finding->path;
+      named.emplace(reinterpret_cast<char16_t const*>(path.ConvertToUCChar()), static_cast<size_t>(path.Length()));
     }
     long long intact = tally.files - static_cast<long long>(named.size());
     suite.intact = intact < 0 ? 0 : intact;
@@ -142,8 +142,8 @@ std::string ZYNInsFindingsJUnit::Text(ZYNInsRunFacts const& facts) {
   }
   sCountIntact(suites);
 
-  char time[48];
-  std::snprintf(time, sizeof time, "%.3f", facts.seconds);
+  std::string seconds = ZYNInsSecondsText(facts.seconds);
+  char const* time = seconds.c_str();
   std::string body;
   size_t tests = 0;
   size_t failures = 0;

@@ -26,6 +26,13 @@ void ZYNInsAppendUtf8(std::string& out, unsigned unit) {
   }
 }
 
+std::string ZYNInsSecondsText(double seconds) {
+  long long milliseconds = seconds > 0 ? static_cast<long long>(seconds * 1000 + 0.5) : 0;
+  char text[48];
+  std::snprintf(text, sizeof text, "%lld.%03lld", milliseconds / 1000, milliseconds % 1000);
+  return text;
+}
+
 static void sAppendString(std::string& out, DString const& text) {
   static char const S_hex[] = "0123456789abcdef";
   unsigned short const* units = text.ConvertToUCChar();
@@ -202,9 +209,7 @@ static void sSummary(std::string& out, ZYNInsRunFacts const& facts) {
   }
   sNumber(out, "files", files);
   sNumber(out, "bytes", bytes);
-  char seconds[48];
-  std::snprintf(seconds, sizeof seconds, ",\"seconds\":%.3f}\n", facts.seconds);
-  out += seconds;
+  out += ",\"seconds\":" + ZYNInsSecondsText(facts.seconds) + "}\n";
 }
 
 std::string ZYNInsFindingsJson::Text(ZYNInsRunFacts const& facts) {

@@ -29,5 +29,7 @@ class ZYNInsFindingsJson {
 
 // `unit` as UTF-8, or U+FFFD for a surrogate half; shared by the JUnit writer.
 void ZYNInsAppendUtf8(std::string& out, unsigned unit);
+// Seconds with three decimals and a point, whatever the locale's decimal sign.
+std::string ZYNInsSecondsText(double seconds);
 
 #endif
