@@ -81,7 +81,8 @@ int ZYNInsMediaCheckerServices::CheckMode() {
   DString errors;
   int scanned = GetMediaXmlView(view, errors);
   if (scanned == ZYNInsScanCancelled) return sCancelled();
-  // A volume not identified is the scan's own finding.
+  // The scan records what it finds (a volume not identified); a failure before the
+  // first volume is recorded here.
   if (scanned != ZYNInsScanDone && ZYNInsFindings::Total() == 0)
     ZYNInsFindings::Add(ZYNInsFindingError, 0, DString(), errors);
   if (scanned != ZYNInsScanDone) return sStop(errors, relData);

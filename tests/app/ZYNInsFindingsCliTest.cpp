@@ -146,6 +146,11 @@ TEST_F(FindingsCli, DamagedMediaGivesTheReportsFindingsOneForOneAndTheFirstTwent
   EXPECT_EQ(1, quiet.status);
   EXPECT_EQ("", quiet.out + quiet.err);
   EXPECT_EQ(report, Sentences(P("q.jsonl")));
+
+  // Volume 2 checked alone: the report counts it as CD1, the records by its number.
+  ASSERT_EQ(1, Zyn({"-quiet", "-cds", "2", "-xml", P("r.xml"), "-json", P("c.jsonl")}).status);
+  EXPECT_NE(std::string::npos, Records(P("c.jsonl")).out.find("finding unexpected 2"));
+  EXPECT_NE(std::string::npos, Sentences(P("c.jsonl")).find("[CD1] \"/new\" Unexpected file on this media\n"));
 }
 
 // Runs that end without a verdict still write the run and the summary, with the reason
