@@ -29,6 +29,8 @@ DStrings ZYNInsMediaCheckerOptions::_CDsPathListIndex;
 DString ZYNInsMediaCheckerOptions::_signKeyFile;
 DString ZYNInsMediaCheckerOptions::_signComment;
 DString ZYNInsMediaCheckerOptions::_publicKey;
+DString ZYNInsMediaCheckerOptions::_jsonFile;
+DString ZYNInsMediaCheckerOptions::_junitFile;
 
 bool ZYNInsMediaCheckerOptions::_gui = true;
 bool ZYNInsMediaCheckerOptions::_quiet = false;
@@ -75,47 +77,61 @@ static int sTakeValue(DStrings& args, wchar_t const* option, DString& value) {
 }
 
 // `error` 0: there was no system failure to record, only a kind of file refused.
-static int sUnwritableReport(DString const& file, int error) {
+static int sUnwritableReport(DString const& file, int error, wchar_t const* option = L"-xml") {
   if (error != 0) ZYNInsDir::PushSystemError(file, error);
-  return sFail(DString(S_Where) + L" (-xml) fail to close file : " + file,
-               ZYNInsMsg::BuildMsg(DString(L"-xml: unable to write to /P1"), DStrings(file)));
+  return sFail(DString(S_Where) + L" (" + option + L") fail to close file : " + file,
+               ZYNInsMsg::BuildMsg(DString(option) + L": unable to write to /P1", DStrings(file)));
 }
 
 // Opened without following a link and without waiting, so that nothing put there after
 // the look can make the probe write elsewhere or block.
-static int sProbeByWriting(DString const& file, char const* narrow, int flags) {
+static int sProbeByWriting(DString const& file, char const* narrow, int flags, wchar_t const* option = L"-xml") {
   int probe = open(narrow, O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC | flags, 0666);
-  if (probe < 0) return sUnwritableReport(file, errno);
-  if (close(probe) != 0) return sUnwritableReport(file, errno);
+  if (probe < 0) return sUnwritableReport(file, errno, option);
+  if (close(probe) != 0) return sUnwritableReport(file, errno, option);
   return 0;
 }
 
-// The report is written only after a scan that may take long: make sure now that the
-// path can be written. What stands there decides how: a file or nothing is created and
-// removed again; a link goes, so that the report replaces the link and never touches
-// its target; a character device such as /dev/null is kept and written in place. A
-// FIFO would block, and a folder, socket or block device is no place for a report.
-int ZYNInsMediaCheckerOptions::_ProbeReportFile() {
-  DString const& file = _reportFile;
+// The report and the findings files are written only after a scan that may take long:
+// make sure now that the path can be written. What stands there decides how: a file or
+// nothing is created and removed again; a link goes, so that the file replaces the link
+// and never touches its target; a character device such as /dev/null is kept and
+// written in place. A FIFO would block, and a folder, socket or block device is no
+// place for a report.
+static int sProbeOutputFile(DString const& file, wchar_t const* option, bool& isDevice) {
   ZYNAdmNarrowText narrow(file);
   if (narrow.IsNull()) {
     ZYNAdmError::Push(DString(L"Null pointer assignment"));
-    return sUnwritableReport(file, 0);
+    return sUnwritableReport(file, 0, option);
   }
   struct stat status;
   bool exists = lstat(narrow.Get(), &status) == 0;
   if (exists && S_ISLNK(status.st_mode)) {
-    if (unlink(narrow.Get()) != 0) return sUnwritableReport(file, errno);
+    if (unlink(narrow.Get()) != 0) return sUnwritableReport(file, errno, option);
     exists = false;
   }
   if (exists && S_ISCHR(status.st_mode)) {
-    _reportIsDevice = true;
-    return sProbeByWriting(file, narrow.Get(), 0);
+    isDevice = true;
+    return sProbeByWriting(file, narrow.Get(), 0, option);
   }
-  if (exists && S_ISDIR(status.st_mode)) return sUnwritableReport(file, EISDIR);
-  if (exists && !S_ISREG(status.st_mode)) return sUnwritableReport(file, 0);
-  if (sProbeByWriting(file, narrow.Get(), O_CREAT | O_TRUNC) != 0) return 1;
+  if (exists && S_ISDIR(status.st_mode)) return sUnwritableReport(file, EISDIR, option);
+  if (exists && !S_ISREG(status.st_mode)) return sUnwritableReport(file, 0, option);
+  if (sProbeByWriting(file, narrow.Get(), O_CREAT | O_TRUNC, option) != 0) return 1;
   ZYNAdmStdLib::Delete(file);
+  return 0;
+}
+
+int ZYNInsMediaCheckerOptions::_ProbeReportFile() { return sProbeOutputFile(_reportFile, L"-xml", _reportIsDevice); }
+
+// -json FILE and -junit FILE: extensions, looked for after every option of the design.
+int ZYNInsMediaCheckerOptions::_TakeFindingsFiles(DStrings& args) {
+  bool device = false;
+  int taken = sTakeValue(args, L"-json", _jsonFile);
+  if (taken < 0) return sMissingValue(L"-json");
+  if (taken > 0 && sProbeOutputFile(_jsonFile, L"-json", device) != 0) return 1;
+  taken = sTakeValue(args, L"-junit", _junitFile);
+  if (taken < 0) return sMissingValue(L"-junit");
+  if (taken > 0 && sProbeOutputFile(_junitFile, L"-junit", device) != 0) return 1;
   return 0;
 }
 
@@ -150,6 +166,8 @@ void ZYNInsMediaCheckerOptions::ResetValues() {
   _signComment.Empty();
   _hasSignComment = false;
   _publicKey.Empty();
+  _jsonFile.Empty();
+  _junitFile.Empty();
 }
 
 int ZYNInsMediaCheckerOptions::ProcessOptions(DStrings args) {
@@ -176,6 +194,7 @@ int ZYNInsMediaCheckerOptions::ProcessOptions(DStrings args) {
   if (_TakeCDsToCheck(args) != 0) return ZYNInsOptionsRefused;
   if (_TakeSignatureOptions(args) != 0) return ZYNInsOptionsRefused;
   _TakeCustomCDPaths(args);
+  if (_TakeFindingsFiles(args) != 0) return ZYNInsOptionsRefused;
   ZYNInsMsg::Debug(DString(L"[DEBUG]") + S_Where + L" checking options ...");
 
   if (!args.IsEmpty()) {
@@ -333,6 +352,10 @@ int ZYNInsMediaCheckerOptions::_CheckCombinations() {
   if (_generate && (!_CDsToCheck.IsEmpty() || !_CDsPathList.IsEmpty())) {
     return sFail(DString(S_Where) + L" [-generate] cannot be used with [-cds] !",
                  DString(L"Invalid argument combination! [-generate] cannot be used with [-cds]"));
+  }
+  if (_generate && !_junitFile.IsEmpty()) {
+    return sFail(DString(S_Where) + L" [-junit] cannot be used with [-generate] !",
+                 DString(L"Invalid argument combination! [-junit] cannot be used with [-generate]"));
   }
   if (!_generate && !_relInfoFile.IsEmpty()) {
     return sFail(DString(S_Where) + L" [-relinfo] must be used with [-generate] !",

@@ -48,6 +48,15 @@ class ZYNInsMediaCheckerOptions {
   // The -xml target is a character device (/dev/null): the report goes into it in
   // place, never through a new file renamed over it.
   static bool IsReportFileDevice() { return _reportIsDevice; }
+  // The findings for a CI system: -json (JSON Lines) and -junit (JUnit XML); empty when
+  // not asked for.
+  static DString GetJsonFile() { return _jsonFile; }
+  static DString GetJUnitFile() { return _junitFile; }
+  // The volume paths known so far, keys as typed, parallel.
+  static void GetCDPaths(DStrings& keys, DStrings& paths) {
+    keys = _CDsPathListIndex;
+    paths = _CDsPathList;
+  }
 
   // Once the reference tells how many volumes the media has: 0 when -cds names only
   // those, else 1 with the first other number refused as an invalid -cds value.
@@ -81,9 +90,12 @@ class ZYNInsMediaCheckerOptions {
   static DString _signComment;
   static bool _hasSignComment;
   static DString _publicKey;
+  static DString _jsonFile;
+  static DString _junitFile;
 
   static int _TakeValues(DStrings& args, DString const& programPath);
   static int _ProbeReportFile();
+  static int _TakeFindingsFiles(DStrings& args);
   static int _TakeCDsToCheck(DStrings& args);
   static int _TakeSignatureOptions(DStrings& args);
   static void _TakeCustomCDPaths(DStrings& args);

@@ -13,12 +13,12 @@ bool ZYNInsMsg::_IsDebug = !ZYNAdmEnv::GetEnv(DString(L"ZYN_DEBUG_DISPLAY")).IsE
 // Console text leaves the process through the same code-page conversion as every other
 // text, so a name prints as the bytes it has on disk. A unit 0 ends the text, as it
 // would end a wide format argument.
-static void sWriteConsole(DString const& prefix, DString const& text) {
+static void sWriteConsole(DString const& prefix, DString const& text, FILE* stream = stdout) {
   DString line(prefix);
   line.Append(text);
   char* narrow = ZYNAdmCodePage::ConvertUcsToStr(line);
   if (narrow == nullptr) return;
-  std::fwrite(narrow, 1, std::strlen(narrow), stdout);
+  std::fwrite(narrow, 1, std::strlen(narrow), stream);
   ZYNAdmCodePage::FreeAndNull(narrow);
 }
 
@@ -75,6 +75,11 @@ void ZYNInsMsg::TracePrint(DString message) {
     return;
   }
   sWriteConsole(DString(), message);
+}
+
+void ZYNInsMsg::ErrorPrint(DString message) {
+  std::fflush(stdout);
+  sWriteConsole(DString(), message, stderr);
 }
 
 DString fill(DString text, int width, wchar_t character) {

@@ -11,6 +11,9 @@ class ZYNInsMsg {
   static DString BuildMsg(DString message, DStrings parameters);
   static void Debug(DString message);
   static void TracePrint(DString message);
+  // To standard error, after whatever standard output holds; -quiet is the caller's
+  // to honour.
+  static void ErrorPrint(DString message);
   static bool IsDebug() { return _IsDebug; }
   // Whether TracePrint shows anything, to the user or the developer: a line per file
   // costs more to build than to print, and -quiet shows none.

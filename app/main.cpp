@@ -10,6 +10,8 @@
 #include "ZYNAdmEnv.h"
 #include "ZYNAdmError.h"
 #include "ZYNInsExitKeep.h"
+#include "ZYNInsFindings.h"
+#include "ZYNInsFindingsFiles.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMsg.h"
@@ -33,7 +35,9 @@ static DStrings sArguments(int argc, char** argv) {
 }
 
 static int sDisplayFailure() {
-  Services::DisplayError(ZYNAdmError::Pop());
+  DString reason = ZYNAdmError::Pop();
+  ZYNInsFindings::Add(ZYNInsFindingError, 0, DString(), reason);
+  Services::DisplayError(reason);
   return 2;
 }
 
@@ -81,9 +85,12 @@ static int sRun(int argc, char** argv) {
   int parsed = Options::ProcessOptions(args);
   if (parsed == ZYNInsOptionsHelpShown) return 0;
   if (parsed != ZYNInsOptionsGoOn) return sRefuseOptions();
-  if (Options::IsGenerateMode()) return Services::GenerateMode();
-  if (Options::IsPhysicalCD() && !Options::HasBeenDuplicated()) return sRelaunchFromTemporaryCopy(args);
-  return sCheck(args);
+  ZYNInsFindingsFiles::Begin();
+  if (Options::IsGenerateMode()) return ZYNInsFindingsFiles::Finish(Services::GenerateMode());
+  if (Options::IsPhysicalCD() && !Options::HasBeenDuplicated()) {
+    return ZYNInsFindingsFiles::Finish(sRelaunchFromTemporaryCopy(args));
+  }
+  return ZYNInsFindingsFiles::Finish(sCheck(args));
 }
 
 // Memory runs out only on input far beyond any media (a huge or endless file): the run

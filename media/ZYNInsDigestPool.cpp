@@ -107,6 +107,7 @@ void ZYNInsDigestPool::_Digest(ZYNInsDigestJob& job) {
     ZYNInsEntryInputFile input(_FolderFd(folder), job.name);
     job.hash = ZYNAdmSHA256::GetHash(input);
     job.lastWriteTime = input.GetLastWriteTime();
+    job.bytesRead = input.GetBytesRead();
   }
   // Without workers the reason stays where the digest put it, on the walk's own stack.
   if (job.hash.IsEmpty() && !_workers.empty() && !ZYNAdmError::IsStackEmpty()) {

@@ -47,6 +47,7 @@ struct ZYNInsDigestJob {
   char const* name = nullptr;   // in the folder's listing, which outlives the pool
   DString hash;                 // empty on failure
   long long lastWriteTime = 0;  // as the open file gave it
+  long long bytesRead = 0;
   std::unique_ptr<Failure> failure;
   std::atomic<bool> done{false};
 };

@@ -23,6 +23,7 @@ class ZYNInsEntryInputFile : public ZYNAdmInputStream {
   int Close() override;
   // The modification time seen at opening.
   long long GetLastWriteTime() const { return _lastWriteTime; }
+  long long GetBytesRead() const { return _position; }
 
  private:
   ZYNInsEntryInputFile(ZYNInsEntryInputFile const&) = delete;

@@ -7,6 +7,7 @@
 #include "ZYNAdmXmlElement.h"
 #include "ZYNAdmXmlHash.h"
 #include "ZYNInsExitKeep.h"
+#include "ZYNInsFindings.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMediaGeometry.h"
@@ -26,6 +27,25 @@ static int sStop(DString const& reason, DString const& relData) {
   return 2;
 }
 
+// The same, the reason also a finding of the run.
+static int sStop(ZYNInsFindingKind kind, DString const& path, DString const& reason, DString const& relData) {
+  ZYNInsFindings::Add(kind, 1, path, reason);
+  return sStop(reason, relData);
+}
+
+static int sCancelled() {
+  ZYNInsFindings::Add(ZYNInsFindingCancelled, 0, DString(), DString(L"The check was cancelled at a volume prompt\n"));
+  return 2;
+}
+
+// A reference whose signature fails is a finding of the run: status 1, no volume scanned.
+static int sSignatureFailed(DString const& refPath) {
+  DString sentence = ZYNInsSignature::Outcome().sentence;
+  ZYNInsMsg::TracePrint(sentence + L"\n");
+  ZYNInsFindings::Add(ZYNInsFindingSignature, 1, ZYNInsSignature::PathFor(refPath), sentence);
+  return Services::Finalize(sentence, DString());
+}
+
 int ZYNInsMediaCheckerServices::CheckMode() {
   ZYNInsMsg::Debug(DString(L"{ZYNInsMediaCheckerServices::CheckMode}start checking process ..."));
   DString base = Options::GetExternalFolder().IsEmpty() ? Options::GetCD1Path() : Options::GetExternalFolder() + L"/1";
@@ -40,40 +60,45 @@ int ZYNInsMediaCheckerServices::CheckMode() {
   bool read = ZYNInsReferenceCache::Read(refPath, bytes) != 0;
   DString publicKey = Options::GetPublicKey();
   if (read && !publicKey.IsEmpty()) {
-    bool verified = ZYNInsSignature::Verify(publicKey, refPath, bytes);
+    if (!ZYNInsSignature::Verify(publicKey, refPath, bytes)) return sSignatureFailed(refPath);
     ZYNInsMsg::TracePrint(ZYNInsSignature::Outcome().sentence + L"\n");
-    if (!verified) return Finalize(ZYNInsSignature::Outcome().sentence, DString());
   }
   if (!read || ZYNInsReferenceCache::Parse(bytes, reference) == 0) {
     DString missing(L"\n\"/P1\" input file is missing or cannot be accessed");
-    return sStop(ZYNInsMsg::BuildMsg(missing, DStrings(refPath)), DString());
+    return sStop(ZYNInsFindingReference, refPath, ZYNInsMsg::BuildMsg(missing, DStrings(refPath)), DString());
   }
   std::string().swap(bytes);
   // The file is trusted only once volume 1 has proved to be the media's first.
   int identified = CheckIfCorrectCD(1, DString(), DString());
-  if (identified == ZYNInsVolumeCancelled) return 2;
-  if (identified != ZYNInsVolumeRight) return sStop(ZYNAdmError::Pop(), DString());
+  if (identified == ZYNInsVolumeCancelled) return sCancelled();
+  if (identified != ZYNInsVolumeRight) {
+    bool sealed = ZYNInsReferenceCache::Check(reference) == ZYNAdmSealRight;
+    return sStop(sealed ? ZYNInsFindingUnidentified : ZYNInsFindingReference, sealed ? DString() : refPath,
+                 ZYNAdmError::Pop(), DString());
+  }
   // The tree compared is the one whose seal held, though the file was replaced or
   // another one typed in between; a signed one must be the one verified.
   if (!ZYNInsReferenceCache::IsAccepted(reference)) {
     if (!publicKey.IsEmpty()) {
       ZYNInsSignature::SetReplaced(refPath);
-      ZYNInsMsg::TracePrint(ZYNInsSignature::Outcome().sentence + L"\n");
-      return Finalize(ZYNInsSignature::Outcome().sentence, DString());
+      return sSignatureFailed(refPath);
     }
     reference = ZYNInsReferenceCache::Accepted();
   }
   DString version = reference.GetAttributeValue(DString(L"checkerVersion"));
   if (version != DString(S_ToolVersion)) {
     DString invalid(L"Invalid tool version\n\nInput file: /P1\nTool: /P2\n");
-    return sStop(ZYNInsMsg::BuildMsg(invalid, DStrings(version, DString(S_ToolVersion))), DString());
+    return sStop(ZYNInsFindingReference, refPath,
+                 ZYNInsMsg::BuildMsg(invalid, DStrings(version, DString(S_ToolVersion))), DString());
   }
   // A volume the media lacks would be skipped without a word and the check pass on
   // nothing: refused as any invalid -cds value is, before a volume is scanned.
   // Without CDs the scan reports the reference in its own words.
   int volumes = ZYNInsMediaGeometry::VolumeCount(reference);
   if (volumes >= 0 && Options::CheckCDsToCheck(volumes) != 0) {
-    DisplayError(ZYNAdmError::Pop());
+    DString refused = ZYNAdmError::Pop();
+    ZYNInsFindings::Add(ZYNInsFindingRefused, 0, DString(), refused);
+    DisplayError(refused);
     return 2;
   }
   DString relData;
@@ -85,12 +110,19 @@ int ZYNInsMediaCheckerServices::CheckMode() {
   ZYNInsExitKeep keepView(view);
   DString errors;
   int scanned = GetMediaXmlView(view, errors);
-  if (scanned == ZYNInsScanCancelled) return 2;
+  if (scanned == ZYNInsScanCancelled) return sCancelled();
+  // The scan records what it finds (a volume not identified); a failure before the
+  // first volume is recorded here.
+  if (scanned != ZYNInsScanDone && ZYNInsFindings::Total() == 0)
+    ZYNInsFindings::Add(ZYNInsFindingError, 0, DString(), errors);
   if (scanned != ZYNInsScanDone) return sStop(errors, relData);
   ZYNInsMsg::TracePrint(DString(L"{Finalizing verifications ...}\n"));
   // A seal that can't be made fails the check as a difference would, with no console
   // message of its own.
-  if (ZYNAdmXmlHash::Hash(view) == 0) return Finalize(DString(L"Internal error"), relData);
+  if (ZYNAdmXmlHash::Hash(view) == 0) {
+    ZYNInsFindings::Add(ZYNInsFindingError, 0, DString(), DString(L"Internal error"));
+    return Finalize(DString(L"Internal error"), relData);
+  }
   if (ZYNAdmXmlHash::GetHash(view) != ZYNAdmXmlHash::GetHash(reference)) {
     ZYNInsReferenceCache::Forget();  // the comparison takes the elements out of the reference
     GetErrors(reference, view, errors);

@@ -24,6 +24,7 @@
 #include "ZYNAdmXmlElement.h"
 #include "ZYNAdmXmlParser.h"
 #include "ZYNInsFileFields.h"
+#include "ZYNInsFindings.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMsg.h"
@@ -239,8 +240,12 @@ static bool sTimeIsWrong(bool toc, long long delta, long long first, long long s
   return !sNear(delta, first) && !sNear(delta, second) && !sNear(delta, first + second);
 }
 
-static void sAppendFinding(DString& errors, wchar_t const* text, DStrings const& parameters) {
-  errors.Append(ZYNInsMsg::BuildMsg(DString(text), parameters));
+// The sentence goes to the report's text and, with its parts, to the findings' records.
+static void sAppendFinding(DString& errors, ZYNInsFindingKind kind, int volume, wchar_t const* text,
+                           DStrings const& parameters) {
+  DString sentence = ZYNInsMsg::BuildMsg(DString(text), parameters);
+  errors.Append(sentence);
+  ZYNInsFindings::Add(kind, volume, parameters, sentence);
 }
 
 // The reference volumes to compare, each with the scanned volume at the same place among
@@ -310,12 +315,13 @@ static void sFindMissingAndAltered(std::vector<VolumePair>& pairs, Names const& 
       ZYNAdmXmlElement const& file = *pair.children[at];
       deltas.push_back(look.delta);
       if (look.match == nullptr) {
-        sAppendFinding(errors, S_Missing, DStrings(cd, file.GetAttributeValue(names.path)));
+        sAppendFinding(errors, ZYNInsFindingMissing, pair.number, S_Missing,
+                       DStrings(cd, file.GetAttributeValue(names.path)));
         pair.dealtWith[at] = true;  // takes no further part
         continue;
       }
       if (!look.sameHash) {
-        sAppendFinding(errors, S_Content,
+        sAppendFinding(errors, ZYNInsFindingAltered, pair.number, S_Content,
                        DStrings(cd, file.GetAttributeValue(names.path), look.match->GetAttributeValue(names.hash),
                                 file.GetAttributeValue(names.hash)));
       }
@@ -344,7 +350,7 @@ static void sFindWrongTimes(std::vector<VolumePair>& pairs, Names const& names, 
       ZYNAdmXmlElement const& expected = *pair.children[file.at];
       DString retrieved = taken == nullptr ? DString() : taken->GetAttributeValue(names.timestamp);
       sAppendFinding(
-          errors, S_Time,
+          errors, ZYNInsFindingTime, pair.number, S_Time,
           DStrings(cd, expected.GetAttributeValue(names.path), retrieved, expected.GetAttributeValue(names.timestamp)));
     }
     std::vector<ZYNAdmXmlElement> keep;
@@ -421,17 +427,29 @@ void ZYNInsMediaCheckerServices::GetTimeShift(DStrings shifts, long long& first,
   sPickShifts(groups, first, second);
 }
 
+// The volume scanned after `volume`, by -cds; the volume numbers run on past the list.
+static int sNextScanned(DStrings const& wanted, int volume) {
+  for (++volume; !wanted.IsEmpty() && wanted.Find(DString::FromNum(volume, "%d"), 0) < 0; ++volume) {
+    if (volume > 65535) break;
+  }
+  return volume;
+}
+
 // The counter runs over the scanned volumes, not the volume numbers: with -cds the
-// first scanned volume is CD1 here whatever its number.
+// first scanned volume is CD1 here whatever its number. The records carry the true one.
 void ZYNInsMediaCheckerServices::GetUnexpectedFiles(ZYNAdmXmlElement current, DString& errors) {
   ZYNAdmXmlElement cds = sVolumes(current);
+  DStrings wanted = ZYNInsMediaCheckerOptions::GetCDsToCheck();
   int counter = 1;
+  int volume = 0;
   for (ZYNAdmXmlElement const& cd : cds.Children()) {
     if (cd.GetNameRef() != DString(L"CD")) continue;
     DString number = DString::FromNum(counter++, "%d");
+    volume = sNextScanned(wanted, volume);
     for (ZYNAdmXmlElement const& file : cd.Children()) {
       if (file.GetNameRef() != DString(L"File")) continue;
-      sAppendFinding(errors, S_Unexpected, DStrings(number, file.GetAttributeValue(DString(L"path"))));
+      sAppendFinding(errors, ZYNInsFindingUnexpected, volume, S_Unexpected,
+                     DStrings(number, file.GetAttributeValue(DString(L"path"))));
     }
   }
 }

@@ -5,6 +5,7 @@
 #include "ZYNAdmXmlOutputFormatter.h"
 #include "ZYNAdmXmlParser.h"
 #include "ZYNInsDir.h"
+#include "ZYNInsFindings.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMsg.h"
@@ -79,5 +80,6 @@ int ZYNInsMediaCheckerServices::Finalize(DString errors, DString relData) {
   ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(
       DString(L"\n\n\nMedia check completed\n\n/P1\n\nStatus: FAILED\n\nA report file has been written to /P2\n\n"),
       DStrings(relData, reportPath)));
+  if (!Options::IsQuiet()) ZYNInsFindings::PrintOnStderr(reportPath);
   return 1;
 }

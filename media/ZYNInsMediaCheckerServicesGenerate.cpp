@@ -17,6 +17,7 @@
 #include "ZYNAdmXmlParser.h"
 #include "ZYNInsDir.h"
 #include "ZYNInsExitKeep.h"
+#include "ZYNInsFindings.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMsg.h"
@@ -28,6 +29,8 @@ typedef ZYNInsMediaCheckerServices Services;
 // Shows `message` and ends the run; the closing line of Finalize follows it. Its status
 // is not ours to keep: every failure of generation ends with 2.
 static int sFail(DString const& message, DString const& relData) {
+  // A file the scan could not read is the scan's own finding.
+  if (ZYNInsFindings::Total() == 0) ZYNInsFindings::Add(ZYNInsFindingError, 0, DString(), message);
   Services::DisplayError(message);
   Services::Finalize(message, relData);
   return 2;
@@ -109,6 +112,7 @@ int ZYNInsMediaCheckerServices::GenerateMode() {
   GetRelData(volume, relText);
 
   if (ZYNAdmXmlHash::Hash(view) == 0) {
+    ZYNInsFindings::Add(ZYNInsFindingError, 0, DString(), DString(L"Internal error"));
     Finalize(DString(L"Internal error"), relText);
     return 2;
   }

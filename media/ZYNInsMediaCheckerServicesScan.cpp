@@ -31,6 +31,7 @@
 #include "ZYNInsDir.h"
 #include "ZYNInsFileFields.h"
 #include "ZYNInsFindFile.h"
+#include "ZYNInsFindings.h"
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMediaGeometry.h"
@@ -85,6 +86,7 @@ struct SScanVolume {
   DString root;
   bool generate;
   bool assemblyMedia;
+  int number;
   DString cdText;
   DString outerText;
   DString prefix;  // template with /P1 (and /P2 on an Assembly Media)
@@ -300,9 +302,12 @@ static int sScanFile(SScanWalk& walk, DString const& relativePath, SScanFolder& 
     DString reason = ZYNAdmError::Pop();
     DString label = volume.prefix + sProgress(sPercent(walk.fileCount, walk.totalFiles));
     DString pattern = label + (volume.assemblyMedia ? L"\n\"/P3\" /P4\n" : L"\n\"/P2\" /P3\n");
-    walk.errors += ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(relativeFile, reason)));
+    DString finding = ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(relativeFile, reason)));
+    walk.errors += finding;
+    ZYNInsFindings::Add(ZYNInsFindingUnreadable, volume.number, relativeFile, finding);
     return volume.generate ? ZYNInsWalkStopped : ZYNInsWalkDone;
   }
+  ZYNInsFindings::FileRead(volume.number, digest.bytesRead);
 
   DString timestamp = DString::FromNum(entry.hasTime ? entry.lastWriteTime : digest.lastWriteTime, "%lld");
 
@@ -406,7 +411,10 @@ static int sWalkFolder(SScanWalk& walk, DString const& relativePath, SScanFolder
 
   // The enumerator's record would be pushed here and popped at once.
   DString pattern = volume.prefix + (volume.assemblyMedia ? L"\n/P3" : L"\n/P2");
-  walk.errors += ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(folder.failure)));
+  DString finding = ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(folder.failure)));
+  walk.errors += finding;
+  ZYNInsFindings::Add(ZYNInsFindingUnreadable, volume.number, relativePath.IsEmpty() ? DString(L"/") : relativePath,
+                      finding);
   return ZYNInsWalkStopped;
 }
 
@@ -420,6 +428,7 @@ static int sWalk(SScanWalk& walk, DString const& relativePath, SScanFolder& fold
 static SScanVolume sVolume(DString const& root, int cdIndex) {
   SScanVolume volume;
   volume.root = root;
+  volume.number = cdIndex;
   volume.generate = Options::IsGenerateMode();
   volume.assemblyMedia = Options::IsAM();
   volume.cdText = sNumber(cdIndex);
@@ -552,6 +561,7 @@ static int sComputeCDPath(int cdIndex, DString& cdPath) {
 static int sScanVolume(int cdIndex, DString const& cdPath, ZYNAdmXmlElement& cd, DString& errors) {
   SScanFolder tree;
   SScanDigests digests;
+  ZYNInsFindings::StartVolume(cdIndex);
   DString walkRoot = sFolderPath(cdPath, DString());
   if (!cdPath.IsEmpty()) sReadTree(walkRoot, tree, digests);  // an empty path would be the root
 
@@ -630,7 +640,11 @@ static int sVolumeStep(int i, SMediaPlan const& plan, ZYNAdmXmlElement& cds, DSt
     ZYNAdmError::FlushStack();
     int identified = Services::CheckIfCorrectCD(i, plan.refHash, plan.relText);
     if (identified != ZYNInsVolumeRight) {
-      if (ZYNAdmError::GetStackSize() != 0) errors += ZYNAdmError::Pop();
+      if (ZYNAdmError::GetStackSize() != 0) {
+        DString reason = ZYNAdmError::Pop();
+        errors += reason;
+        if (identified == ZYNInsVolumeFailed) ZYNInsFindings::Add(ZYNInsFindingUnidentified, i, DString(), reason);
+      }
       sDebug(L" Volume check failed !");
       return identified;  // ZYNInsVolumeFailed and ZYNInsVolumeCancelled are the scan's 2 and 3
     }

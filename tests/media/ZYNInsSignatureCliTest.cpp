@@ -60,7 +60,8 @@ struct SignedMedia {
     return RunZyn(args, {}, "", ZYN_EXE_PATH, input);
   }
   ChildResult Check(std::string const& key) {
-    std::vector<std::string> args = {"-CD1Path", tree.Path("media/1"), "-xml", tree.Path("report.xml")};
+    std::vector<std::string> args = {"-CD1Path", tree.Path("media/1"),  "-xml", tree.Path("report.xml"),
+                                     "-json",    tree.Path("run.jsonl")};
     if (!key.empty()) args.insert(args.end(), {"-pubkey", key});
     return RunZyn(args, {}, "", ZYN_EXE_PATH, "");
   }
@@ -120,6 +121,7 @@ TEST(SignatureCli, EveryChangeAfterSigningFailsBeforeTheScan) {
       std::string report = media.tree.Read("report.xml");
       EXPECT_NE(std::string::npos, report.find("<ZirkError Value=")) << c.name << report;
       EXPECT_NE(std::string::npos, report.find(line)) << c.name << report;
+      EXPECT_NE(std::string::npos, media.tree.Read("run.jsonl").find("\"kind\":\"signature\"")) << c.name;
     }
   }
 }
