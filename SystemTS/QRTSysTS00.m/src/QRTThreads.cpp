@@ -14,6 +14,7 @@
 #include "QRTMutex.h"
 #include "QRTSysCallOnFirstThread.h"
 #include "QRTSysMTGlobalMutex.h"
+#include "QRTSysUsableCpus.h"
 #include "QRTThrTrace.h"
 #include "QRTThreadsRecord.h"
 #include "QRTWaitingPoint.h"
@@ -399,8 +400,18 @@ int QRTThreads::IsMultiThreadingAllowed() {
   return allowed;
 }
 
+// QRTSysThreads=n sets the count for a run (1 to 1024); otherwise the processors this
+// process may use. Taken once: every pool of the run is sized alike.
 int QRTThreads::GetProcessorsNumber() {
   if (IsMultiThreadingAllowed() == 0) return 1;
-  long online = sysconf(_SC_NPROCESSORS_ONLN);
-  return online < 1 ? 1 : static_cast<int>(online);
+  static int const S_count = [] {
+    char const* value = getenv("QRTSysThreads");
+    if (value != nullptr && *value != '\0') {
+      char* end = nullptr;
+      long wanted = strtol(value, &end, 10);
+      if (*end == '\0' && wanted >= 1 && wanted <= 1024) return static_cast<int>(wanted);
+    }
+    return QRTSysUsableCpus();
+  }();
+  return S_count;
 }
