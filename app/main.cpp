@@ -3,6 +3,7 @@
 
 #include <cstdio>
 #include <new>
+#include <system_error>
 
 #include "DString.h"
 #include "DStrings.h"
@@ -94,6 +95,10 @@ int main(int argc, char** argv) {
     return sRun(argc, argv);
   } catch (std::bad_alloc const&) {
     Services::DisplayError(DString(L"Internal error"));
+    return 2;
+  } catch (std::system_error const&) {
+    // Descriptors ran short: the run, not the media, failed.
+    Services::DisplayError(DString(L"Internal error: too many open files"));
     return 2;
   }
 }

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 
 #include "QRTMutex.h"
 #include "QRTThreads.h"
@@ -13,6 +14,7 @@
 #include "ZYNAdmError.h"
 #include "ZYNAdmSHA256.h"
 #include "ZYNInsEntryInputFile.h"
+#include "ZYNInsRunFault.h"
 #include "ZYNSysSemaphore.h"
 #include "ZYNSysTSDataQueue.h"
 
@@ -81,7 +83,13 @@ bool ZYNInsDigestPool::_DoQueuedChunk() {
   Chunk const& chunk = *static_cast<Chunk*>(item);
   for (size_t i = 0; i < chunk.count; ++i) {
     ZYNInsDigestJob& job = chunk.first[i];
-    _Digest(job);
+    // A worker has no one to throw to: the walk throws for it when it takes the job.
+    try {
+      _Digest(job);
+    } catch (...) {
+      job.thrown = std::current_exception();
+      job.folder->Release();
+    }
     job.done.store(true, std::memory_order_release);
   }
   return true;
@@ -97,7 +105,9 @@ int ZYNInsDigestPool::_FolderFd(ZYNInsDigestFolder& folder) {
     fd = open(folder.narrowPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     folder.fd.store(fd, std::memory_order_release);
   }
+  int error = errno;
   _reopen->Unlock();
+  if (fd < 0) ZYNInsThrowIfRunFault(error);
   return fd;
 }
 
@@ -126,6 +136,7 @@ ZYNInsDigestJob const& ZYNInsDigestPool::Take(ZYNInsDigestJob& job) {
   while (!job.done.load(std::memory_order_acquire)) {
     if (!_DoQueuedChunk()) _finished->Wait();
   }
+  if (job.thrown) std::rethrow_exception(job.thrown);
   if (job.failure) {
     ZYNInsDigestJob::Failure const& failure = *job.failure;
     ZYNAdmError::Push(failure.message, static_cast<ZYNAdmErrorType>(failure.type), failure.hresult, failure.errorCode);

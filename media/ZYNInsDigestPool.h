@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <exception>
 #include <memory>
 #include <string>
 #include <vector>
@@ -48,6 +49,7 @@ struct ZYNInsDigestJob {
   DString hash;                 // empty on failure
   long long lastWriteTime = 0;  // as the open file gave it
   std::unique_ptr<Failure> failure;
+  std::exception_ptr thrown;  // a fault of the run on the digesting thread, for Take to throw
   std::atomic<bool> done{false};
 };
 
@@ -64,7 +66,8 @@ class ZYNInsDigestPool {
   // Queues `count` jobs, which stay where they are until the pool is destroyed.
   void Add(ZYNInsDigestJob* jobs, size_t count);
   // `job` once digested; its hash is empty on failure, and the reason the digesting
-  // thread pushed is then pushed, unchanged, on the calling thread's stack.
+  // thread pushed is then pushed, unchanged, on the calling thread's stack. What the
+  // digest of the job threw on any thread (memory, descriptors) is thrown here, on the walk's.
   ZYNInsDigestJob const& Take(ZYNInsDigestJob& job);
 
   int GetWorkerCount() const { return static_cast<int>(_workers.size()); }

@@ -4,6 +4,8 @@
 // ZYNInsEntryInputFile.h - reads a file that a folder listing found, by its name in the
 // open folder.
 
+#include <sys/stat.h>
+
 #include <string>
 
 #include "ZYNAdmInputStream.h"
@@ -11,7 +13,8 @@
 // The bytes of the very entry a listing gave: opened relative to its folder, never by a
 // path rebuilt from the name. Only a regular file opens; a FIFO or device put in its
 // place since the listing fails to open instead of blocking or never ending. A failed
-// read is a failure, not an end.
+// read is a failure, not an end, and so is a file that changed while it was read: it is
+// read from one state or not at all.
 class ZYNInsEntryInputFile : public ZYNAdmInputStream {
  public:
   // `folderFd` stays the caller's; `name` must outlive the stream.
@@ -34,6 +37,7 @@ class ZYNInsEntryInputFile : public ZYNAdmInputStream {
   long long _size = 0;  // at opening; reaching it with a short read is the end
   long long _position = 0;
   long long _lastWriteTime = 0;
+  struct stat _opened = {};  // the state the read must end in
 };
 
 #endif

@@ -11,6 +11,7 @@
 // looked at and read by its name in its folder. As soon as a folder is listed, a pool
 // starts digesting its files on every core; the walk, which can only begin once the
 // whole volume is listed, takes the digests back in its own order.
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -109,10 +110,26 @@ static bool sIsSkippedFile(SScanEntry const& entry) {
   return !entry.folder && sIsName(entry.name, S_skipped);
 }
 
+// The descriptors open now, those inherited from the parent among them.
+static rlim_t sOpenDescriptors(rlim_t limit) {
+  DIR* open = opendir("/proc/self/fd");
+  if (open == nullptr) {
+    rlim_t count = 0;
+    for (rlim_t fd = 0; fd < std::min<rlim_t>(limit, 65536); ++fd) count += fcntl(static_cast<int>(fd), F_GETFD) != -1;
+    return count;
+  }
+  rlim_t count = 0;
+  while (struct dirent* entry = readdir(open)) count += entry->d_name[0] != '.';
+  closedir(open);
+  return count > 0 ? count - 1 : 0;  // the listing's own
+}
+
 // Folders keep their descriptor until their files are digested. A volume of many
 // folders may need more than the usual limit of open files, so the limit is raised to
 // what the system allows; past the budget, folders are opened again by path instead.
-static int sDescriptorBudget() {
+// The budget is half of what is free: the other half, and a reserve for each worker's
+// file and the folders being listed, stays for the rest of the run.
+static int sDescriptorBudget(int workers) {
   struct rlimit limit;
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return 0;
   if (limit.rlim_cur < limit.rlim_max) {
@@ -120,7 +137,9 @@ static int sDescriptorBudget() {
     raised.rlim_cur = limit.rlim_max;
     if (setrlimit(RLIMIT_NOFILE, &raised) == 0) limit = raised;
   }
-  rlim_t usable = limit.rlim_cur == RLIM_INFINITY ? 65536 : limit.rlim_cur / 2;
+  rlim_t total = limit.rlim_cur == RLIM_INFINITY ? 131072 : limit.rlim_cur;
+  rlim_t used = sOpenDescriptors(total) + 2 * static_cast<rlim_t>(workers) + 32;
+  rlim_t usable = total > used ? (total - used) / 2 : 0;
   return static_cast<int>(std::min<rlim_t>(usable, 65536));
 }
 
@@ -427,11 +446,10 @@ static SScanVolume sVolume(DString const& root, int cdIndex) {
 
 // Reads the tree below `path`, the digests of its files started on the way.
 static void sReadTree(DString const& path, SScanFolder& tree, SScanDigests& digests) {
-  static int const S_budget = sDescriptorBudget();
   digests.pool.reset(new ZYNInsDigestPool());
   SScanReader reader;
   reader.pool = digests.pool.get();
-  reader.descriptorBudget = S_budget;
+  reader.descriptorBudget = sDescriptorBudget(digests.pool->GetWorkerCount());
   sReadFolder(reader, path, AT_FDCWD, std::string(), tree);
 }
 

@@ -20,7 +20,9 @@ namespace {
 
 // One buffer for each thread, kept: a fresh one for each of a million small files would
 // cost a mapping and the clearing of its pages every time. It takes a whole huge page:
-// the kernel copies a read into 4 KiB pages at several times the cost per byte.
+// the kernel copies a read into 4 KiB pages at several times the cost per byte. Where
+// memory is short, an ordinary buffer of one read does; with none, the run can't go on,
+// which is no fault of the file.
 struct SReadBuffer {
   static const size_t kHugePage = 2 << 20;
   unsigned char* data = nullptr;
@@ -29,8 +31,12 @@ struct SReadBuffer {
   unsigned char* Get() {
     if (data != nullptr) return data;
     void* block = nullptr;
-    if (posix_memalign(&block, kHugePage, kHugePage) != 0) return nullptr;
-    madvise(block, kHugePage, MADV_HUGEPAGE);
+    if (posix_memalign(&block, kHugePage, kHugePage) == 0) {
+      madvise(block, kHugePage, MADV_HUGEPAGE);
+    } else {
+      block = std::malloc(S_readSize);
+      if (block == nullptr) throw std::bad_alloc();
+    }
     data = static_cast<unsigned char*>(block);
     return data;
   }
@@ -107,10 +113,6 @@ DString ZYNAdmSHA256::GetHash(ZYNAdmInputStream& stream) {
   if (stream.Open() == 0) return sAccessError();
 
   unsigned char* buffer = S_readBuffer.Get();
-  if (buffer == nullptr) {
-    stream.Close();
-    return sAccessError();
-  }
 
   // A full read means more may follow; anything shorter is the end. A file whose length
   // is a multiple of the read size thus ends with a read of 0 bytes.

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "QRTListThreads.h"
 #include "QRTMutex.h"
@@ -202,7 +203,25 @@ int QRTThreads::Run(unsigned long) {
   return 0;
 }
 
+// Set on a thread of ours once its function has returned: End returns to the thread's
+// start instead of exiting.
+static thread_local bool S_endByReturn = false;
+
+// The last stop of a thread's exceptions: the pools hand theirs to the thread that waits
+// for the work. Memory that ran out anywhere else, the thread's own records included,
+// ends the run as it would on the first thread, rather than in std::terminate.
 void* QRTThreads::InitThreads(void* arguments) {
+  try {
+    return _RunThread(arguments);
+  } catch (std::bad_alloc const&) {
+    static char const S_message[] = "\n\nError\nInternal error\n\n";
+    fflush(stdout);
+    if (write(STDOUT_FILENO, S_message, sizeof(S_message) - 1) < 0) _exit(2);
+    _exit(2);
+  }
+}
+
+void* QRTThreads::_RunThread(void* arguments) {
   QRTThreadsStartArgs* start = static_cast<QRTThreadsStartArgs*>(arguments);
   if (start == nullptr || start->owner == nullptr || start->owner->_record == nullptr) return nullptr;
   QRTThreads* owner = start->owner;
@@ -217,7 +236,10 @@ void* QRTThreads::InitThreads(void* arguments) {
     ZYNSysContextSetCurrentContext(record->context);
   }
   int result = owner->Begin(start->userArgument);
-  // End exits the thread; only a subclass that overrides it comes back here.
+  // End exits the thread; only a subclass that overrides it comes back here. Called from
+  // here, it lets the thread return instead: pthread_exit loads the unwinder, which
+  // aborts the process where memory is short.
+  S_endByReturn = true;
   owner->End(result);
   {
     RecordLock lock(record);
@@ -271,7 +293,10 @@ int QRTThreads::End(int code) {
     }
   }
   // The record may be gone from here on: a joiner woken by the end point can delete it.
-  if (pthread_equal(id, pthread_self())) pthread_exit(reinterpret_cast<void*>(static_cast<intptr_t>(code)));
+  if (pthread_equal(id, pthread_self())) {
+    if (S_endByReturn) return 0;
+    pthread_exit(reinterpret_cast<void*>(static_cast<intptr_t>(code)));
+  }
   pthread_cancel(id);
   return 0;
 }
