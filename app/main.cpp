@@ -14,6 +14,7 @@
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMsg.h"
+#include "ZYNInsSerialShare.h"
 
 typedef ZYNInsMediaCheckerOptions Options;
 typedef ZYNInsMediaCheckerServices Services;
@@ -91,6 +92,7 @@ static int sRun(int argc, char** argv) {
 // ends as any other internal failure, not on an uncaught exception.
 int main(int argc, char** argv) {
   sDebugWait();
+  ZYNInsSerialShare::EnableFromEnvironment();
   try {
     return sRun(argc, argv);
   } catch (std::bad_alloc const&) {
