@@ -16,7 +16,7 @@ million=0
 
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release >/dev/null || exit 2
 cmake --build "$build" -j"$(nproc)" --target ZYNInsMediaCheck >/dev/null || exit 2
-exe="$repo/$build/ZYNInsMediaCheck"
+exe="${ZYN_EXE:-$repo/$build/ZYNInsMediaCheck}"  # ZYN_EXE: another build to measure, e.g. an older one
 command -v rhash >/dev/null || { echo "rhash is needed (apt-get install rhash)" >&2; exit 2; }
 
 # shellcheck source=bench/media.sh

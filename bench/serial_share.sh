@@ -11,7 +11,7 @@ work="${WORK:-$repo/build/peers-bench}"
 build="${ZYN_BUILD_DIR:-build}"
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release >/dev/null || exit 2
 cmake --build "$build" -j"$(nproc)" --target ZYNInsMediaCheck >/dev/null || exit 2
-exe="$repo/$build/ZYNInsMediaCheck"
+exe="${ZYN_EXE:-$repo/$build/ZYNInsMediaCheck}"  # ZYN_EXE: another build to measure, e.g. an older one
 # shellcheck source=bench/media.sh
 source "$repo/bench/media.sh"
 
