@@ -49,7 +49,9 @@ Outcome RunOn(ZYNTestTempTree const& tree, std::string const& media, std::vector
   std::string root = tree.Path(media);
   args.insert(args.end(), {"-CD1Path", root + "/1", "-xml", root + ".report.xml"});
   std::vector<std::string> env;
-  if (oneThread) env.push_back("QRTSysMultiThreading=FALSE");
+  // Four workers even on one processor: the digests, the files opened ahead and the
+  // elements made on workers, against the walk's thread alone.
+  env.push_back(oneThread ? "QRTSysMultiThreading=FALSE" : "QRTSysThreads=4");
   ChildResult r = RunZyn(args, env);
   Outcome outcome{r.status, r.out,
                   tree.Read(media + "/1/0data/MediaContent.xml") + tree.Read(media + "/2/0data/MediaContent.xml") +
