@@ -101,6 +101,10 @@ TEST(ZYNInsRunFault, DescriptorsShortAreARunFailure) {
       {"ulimit -n 1024; for i in $(seq 600); do exec {fd}</dev/null; done", "QRTSysMultiThreading=FALSE", true},
   };
   for (Case const& c : cases) {
+#if defined(__SANITIZE_ADDRESS__)
+    // The sanitizers' own checks need descriptors that a limit of 6 doesn't leave.
+    if (!c.passes) continue;
+#endif
     for (char const* mode : {"-CD1Path \"$1\" -xml \"$2\"", "-generate -CD1Path \"$1\""}) {
       ChildResult r = RunScript(tree, std::string(c.setup) + "; exec \"$0\" " + mode, {c.threads}, "/bin/bash");
       std::string what = std::string(c.setup) + " " + mode;
