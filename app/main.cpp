@@ -2,7 +2,9 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <exception>
 #include <new>
+#include <system_error>
 
 #include "DString.h"
 #include "DStrings.h"
@@ -15,9 +17,21 @@
 #include "ZYNInsMediaCheckerOptions.h"
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMsg.h"
+#include "ZYNInsSerialShare.h"
 
 typedef ZYNInsMediaCheckerOptions Options;
 typedef ZYNInsMediaCheckerServices Services;
+
+// Memory can run out before main (the library's own texts are made then) or on a thread
+// whose entry lets it through: the run still ends with the usual block and status 2,
+// never an abort. Installed ahead of every static initialiser.
+[[noreturn]] static void sTerminate() {
+  static char const S_Block[] = "\n\nError\nInternal error\n\n";
+  std::fflush(stdout);
+  if (write(STDOUT_FILENO, S_Block, sizeof S_Block - 1) < 0) _exit(2);
+  _exit(2);
+}
+__attribute__((constructor(101))) static void sInstallTerminate() { std::set_terminate(sTerminate); }
 
 // Leaves time to attach a debugger before anything else happens.
 static void sDebugWait() {
@@ -97,10 +111,15 @@ static int sRun(int argc, char** argv) {
 // ends as any other internal failure, not on an uncaught exception.
 int main(int argc, char** argv) {
   sDebugWait();
+  ZYNInsSerialShare::EnableFromEnvironment();
   try {
     return sRun(argc, argv);
   } catch (std::bad_alloc const&) {
     Services::DisplayError(DString(L"Internal error"));
+    return 2;
+  } catch (std::system_error const&) {
+    // Descriptors ran short: the run, not the media, failed.
+    Services::DisplayError(DString(L"Internal error: too many open files"));
     return 2;
   }
 }

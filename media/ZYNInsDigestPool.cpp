@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 
 #include "QRTMutex.h"
 #include "QRTThreads.h"
@@ -13,12 +14,13 @@
 #include "ZYNAdmError.h"
 #include "ZYNAdmSHA256.h"
 #include "ZYNInsEntryInputFile.h"
+#include "ZYNInsRunFault.h"
 #include "ZYNSysSemaphore.h"
 #include "ZYNSysTSDataQueue.h"
 
 // Files queued at a time: enough to keep the queue cold, few enough that the walk rarely
 // waits behind a slow file.
-static size_t const S_chunkSize = 8;
+static size_t const S_chunkSize = ZYNInsDigestPool::kDescriptorsAhead;
 
 ZYNInsDigestFolder::~ZYNInsDigestFolder() {
   int descriptor = fd.exchange(-1);
@@ -31,7 +33,7 @@ void ZYNInsDigestFolder::Release() {
   if (last >= 0) close(last);
 }
 
-ZYNInsDigestPool::ZYNInsDigestPool() : _reopen(new QRTMutex(0, 0, 0)) {
+ZYNInsDigestPool::ZYNInsDigestPool(Finish finish) : _reopen(new QRTMutex(0, 0, 0)), _finish(finish) {
   int processors = QRTThreads::GetProcessorsNumber();
   if (processors < 2) return;
   _queue.reset(ZYNSysTSDataQueue::CreateEmptyQueue(0, 0));
@@ -79,9 +81,30 @@ bool ZYNInsDigestPool::_DoQueuedChunk() {
   void* item = nullptr;
   if (_queue->PopLast(&item, 0) != 1) return false;
   Chunk const& chunk = *static_cast<Chunk*>(item);
+  // The chunk's files, one folder's, opened and their reads started before the first
+  // digest: on a cold device each worker has a chunk's reads in flight, not one.
+  std::unique_ptr<ZYNInsEntryInputFile> ahead[S_chunkSize];
+  if (_prefetch && chunk.count > 1) {
+    try {
+      int folderFd = _FolderFd(*chunk.first[0].folder);
+      for (size_t i = 0; i < chunk.count; ++i) {
+        ahead[i].reset(new ZYNInsEntryInputFile(folderFd, chunk.first[i].name));
+        ahead[i]->Prefetch();
+      }
+    } catch (...) {
+      for (std::unique_ptr<ZYNInsEntryInputFile>& input : ahead) input.reset();
+    }
+  }
   for (size_t i = 0; i < chunk.count; ++i) {
     ZYNInsDigestJob& job = chunk.first[i];
-    _Digest(job);
+    // A worker has no one to throw to: the walk throws for it when it takes the job.
+    try {
+      _Digest(job, ahead[i].get());
+      ahead[i].reset();
+    } catch (...) {
+      job.thrown = std::current_exception();
+      job.folder->Release();
+    }
     job.done.store(true, std::memory_order_release);
   }
   return true;
@@ -97,18 +120,25 @@ int ZYNInsDigestPool::_FolderFd(ZYNInsDigestFolder& folder) {
     fd = open(folder.narrowPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     folder.fd.store(fd, std::memory_order_release);
   }
+  int error = errno;
   _reopen->Unlock();
+  if (fd < 0) ZYNInsThrowIfRunFault(error);
   return fd;
 }
 
-void ZYNInsDigestPool::_Digest(ZYNInsDigestJob& job) {
+void ZYNInsDigestPool::_Digest(ZYNInsDigestJob& job, ZYNInsEntryInputFile* prefetched) {
   ZYNInsDigestFolder& folder = *job.folder;
-  {
+  if (prefetched != nullptr) {
+    job.hash = ZYNAdmSHA256::GetHash(*prefetched);
+    job.lastWriteTime = prefetched->GetLastWriteTime();
+    job.bytesRead = prefetched->GetBytesRead();
+  } else {
     ZYNInsEntryInputFile input(_FolderFd(folder), job.name);
     job.hash = ZYNAdmSHA256::GetHash(input);
     job.lastWriteTime = input.GetLastWriteTime();
     job.bytesRead = input.GetBytesRead();
   }
+  if (_finish != nullptr && !job.hash.IsEmpty()) _finish(job);
   // Without workers the reason stays where the digest put it, on the walk's own stack.
   if (job.hash.IsEmpty() && !_workers.empty() && !ZYNAdmError::IsStackEmpty()) {
     job.failure.reset(new ZYNInsDigestJob::Failure{ZYNAdmError::GetError(0), ZYNAdmError::GetErrorType(0),
@@ -120,13 +150,11 @@ void ZYNInsDigestPool::_Digest(ZYNInsDigestJob& job) {
 
 ZYNInsDigestJob const& ZYNInsDigestPool::Take(ZYNInsDigestJob& job) {
   if (_workers.empty()) {
-    _Digest(job);
+    _Digest(job, nullptr);
     return job;
   }
-  // Rather than wait, the walk digests what is still queued, the chunk it needs among them.
-  while (!job.done.load(std::memory_order_acquire)) {
-    if (!_DoQueuedChunk()) _finished->Wait();
-  }
+  while (!job.done.load(std::memory_order_acquire)) _finished->Wait();
+  if (job.thrown) std::rethrow_exception(job.thrown);
   if (job.failure) {
     ZYNInsDigestJob::Failure const& failure = *job.failure;
     ZYNAdmError::Push(failure.message, static_cast<ZYNAdmErrorType>(failure.type), failure.hresult, failure.errorCode);

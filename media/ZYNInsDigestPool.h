@@ -6,16 +6,19 @@
 
 #include <atomic>
 #include <cstddef>
+#include <exception>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "DString.h"
+#include "ZYNAdmXmlElement.h"
 
 class QRTMutex;
 class QRTThreads;
 class ZYNSysSemaphore;
 class ZYNSysTSDataQueue;
+class ZYNInsEntryInputFile;
 
 // A folder whose files wait for their digest. Its descriptor is closed by whoever lets
 // go of it last: the digest of its last file, or the listing once done with it.
@@ -28,6 +31,7 @@ struct ZYNInsDigestFolder {
   // Lets go of one hold on the descriptor; the last closes it.
   void Release();
 
+  void const* context = nullptr;  // the caller's, for the finishing step
   std::atomic<int> fd{-1};
   std::atomic<int> holds{0};  // files not digested yet, and the listing while it uses `fd`
   std::string narrowPath;     // set where `fd` was not kept: the folder is opened again
@@ -48,27 +52,39 @@ struct ZYNInsDigestJob {
   DString hash;                 // empty on failure
   long long lastWriteTime = 0;  // as the open file gave it
   long long bytesRead = 0;
+  void const* context = nullptr;  // the caller's, for the finishing step
+  ZYNAdmXmlElement made;          // what the finishing step made of a digested file
   std::unique_ptr<Failure> failure;
+  std::exception_ptr thrown;  // a fault of the run on the digesting thread, for Take to throw
   std::atomic<bool> done{false};
 };
 
 // Workers (threads of the system layer) take the jobs from a data queue, a folder's few
 // files at a time, in the order they are added; Take hands each result to the walk in its
 // own order. With one processor (or QRTSysMultiThreading=FALSE) no thread is started and
-// Take digests the file itself, exactly when the walk reaches it.
+// Take digests the file itself, exactly when the walk reaches it. Where workers digest,
+// the walk waits for them rather than digest itself: its thread has the work no other
+// can do. `finish` runs after each digest that succeeded, on the thread that took it, so
+// that what is made of a file is made on every core too.
 class ZYNInsDigestPool {
  public:
-  ZYNInsDigestPool();
+  typedef void (*Finish)(ZYNInsDigestJob& job);
+  explicit ZYNInsDigestPool(Finish finish = nullptr);
   // Stops the workers, dropping whatever was digested ahead, and waits for them.
   ~ZYNInsDigestPool();
 
   // Queues `count` jobs, which stay where they are until the pool is destroyed.
   void Add(ZYNInsDigestJob* jobs, size_t count);
   // `job` once digested; its hash is empty on failure, and the reason the digesting
-  // thread pushed is then pushed, unchanged, on the calling thread's stack.
+  // thread pushed is then pushed, unchanged, on the calling thread's stack. What the
+  // digest of the job threw on any thread (memory, descriptors) is thrown here, on the walk's.
   ZYNInsDigestJob const& Take(ZYNInsDigestJob& job);
 
   int GetWorkerCount() const { return static_cast<int>(_workers.size()); }
+  // Each worker then opens a batch of files ahead of their digests (up to
+  // kDescriptorsAhead descriptors): only where descriptors are plenty.
+  void SetPrefetch(bool prefetch) { _prefetch = prefetch; }
+  static int const kDescriptorsAhead = 8;
 
  private:
   struct Chunk {
@@ -82,7 +98,7 @@ class ZYNInsDigestPool {
   static int _WorkerMain(void* pool);
   void _Work();
   bool _DoQueuedChunk();
-  void _Digest(ZYNInsDigestJob& job);
+  void _Digest(ZYNInsDigestJob& job, ZYNInsEntryInputFile* prefetched);
   int _FolderFd(ZYNInsDigestFolder& folder);
 
   std::vector<std::unique_ptr<Chunk>> _chunks;  // added by the walk's thread only
@@ -91,6 +107,8 @@ class ZYNInsDigestPool {
   std::unique_ptr<ZYNSysSemaphore> _finished;  // one count for each chunk digested
   std::unique_ptr<QRTMutex> _reopen;           // folders opened again by path
   std::atomic<bool> _stop{false};
+  Finish _finish;
+  bool _prefetch = false;
   std::vector<std::unique_ptr<QRTThreads>> _workers;
 };
 

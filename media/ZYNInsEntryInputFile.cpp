@@ -7,13 +7,20 @@
 
 #include <cerrno>
 
+#include "ZYNInsRunFault.h"
+
 ZYNInsEntryInputFile::~ZYNInsEntryInputFile() {
   if (_fd >= 0) close(_fd);
 }
 
 int ZYNInsEntryInputFile::Open() {
+  if (_prefetched) {
+    _prefetched = false;
+    return 1;
+  }
   if (_fd >= 0 || _folderFd < 0) return 0;
   int fd = openat(_folderFd, _name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (fd < 0) ZYNInsThrowIfRunFault(errno);
   if (fd < 0) return 0;
   struct stat status;
   if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
@@ -21,10 +28,29 @@ int ZYNInsEntryInputFile::Open() {
     return 0;
   }
   _fd = fd;
+  _opened = status;
   _size = static_cast<long long>(status.st_size);
   _lastWriteTime = static_cast<long long>(status.st_mtime);
   _position = 0;
   return 1;
+}
+
+void ZYNInsEntryInputFile::Prefetch() {
+  if (_fd >= 0 || _folderFd < 0) return;
+  int fd = openat(_folderFd, _name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (fd < 0) return;
+  struct stat status;
+  if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+    close(fd);
+    return;
+  }
+  posix_fadvise(fd, 0, 0, POSIX_FADV_WILLNEED);
+  _fd = fd;
+  _opened = status;
+  _size = static_cast<long long>(status.st_size);
+  _lastWriteTime = static_cast<long long>(status.st_mtime);
+  _position = 0;
+  _prefetched = true;
 }
 
 int ZYNInsEntryInputFile::Read(unsigned char* buffer, int count) {
@@ -45,9 +71,19 @@ int ZYNInsEntryInputFile::Read(unsigned char* buffer, int count) {
   return got;
 }
 
+static bool sSameTime(struct timespec const& a, struct timespec const& b) {
+  return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+// Size, times and inode taken again after the last read: a file rewritten, truncated or
+// replaced meanwhile would give a digest of neither state.
 int ZYNInsEntryInputFile::Close() {
   if (_fd < 0) return 0;
+  struct stat now;
+  bool same = fstat(_fd, &now) == 0 && now.st_ino == _opened.st_ino && now.st_dev == _opened.st_dev &&
+              now.st_size == _opened.st_size && sSameTime(now.st_mtim, _opened.st_mtim) &&
+              sSameTime(now.st_ctim, _opened.st_ctim);
   int result = close(_fd);
   _fd = -1;
-  return result == 0 ? 1 : 0;
+  return result == 0 && same ? 1 : 0;
 }

@@ -4,6 +4,8 @@
 // ZYNInsEntryInputFile.h - reads a file that a folder listing found, by its name in the
 // open folder.
 
+#include <sys/stat.h>
+
 #include <string>
 
 #include "ZYNAdmInputStream.h"
@@ -11,13 +13,18 @@
 // The bytes of the very entry a listing gave: opened relative to its folder, never by a
 // path rebuilt from the name. Only a regular file opens; a FIFO or device put in its
 // place since the listing fails to open instead of blocking or never ending. A failed
-// read is a failure, not an end.
+// read is a failure, not an end, and so is a file that changed while it was read: it is
+// read from one state or not at all.
 class ZYNInsEntryInputFile : public ZYNAdmInputStream {
  public:
   // `folderFd` stays the caller's; `name` must outlive the stream.
   ZYNInsEntryInputFile(int folderFd, char const* name) : _folderFd(folderFd), _name(name) {}
   ~ZYNInsEntryInputFile() override;
   int Open() override;
+  // Opens the file ahead of its digest and asks the system to start reading it, so that
+  // a cold device has the reads of several files in flight. A failure is left for Open
+  // to meet again, when the digest comes to the file.
+  void Prefetch();
   // Fills `buffer` unless the file ends first, as a buffered read would.
   int Read(unsigned char* buffer, int count) override;
   int Close() override;
@@ -32,9 +39,11 @@ class ZYNInsEntryInputFile : public ZYNAdmInputStream {
   int _folderFd;
   char const* _name;
   int _fd = -1;
-  long long _size = 0;  // at opening; reaching it with a short read is the end
+  bool _prefetched = false;  // opened by Prefetch: Open has nothing left to do
+  long long _size = 0;       // at opening; reaching it with a short read is the end
   long long _position = 0;
   long long _lastWriteTime = 0;
+  struct stat _opened = {};  // the state the read must end in
 };
 
 #endif

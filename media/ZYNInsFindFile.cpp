@@ -14,6 +14,7 @@
 #include "ZYNAdmError.h"
 #include "ZYNAdmNarrowText.h"
 #include "ZYNInsMsg.h"
+#include "ZYNInsRunFault.h"
 
 static void sPushSystemError(DString const& path, int error) {
   DStrings parameters(path, ZYNAdmCodePage::ConvertStrToUcs(std::strerror(error)));
@@ -100,6 +101,7 @@ int ZYNInsFindFile::_Open() {
   if (fd < 0 || fstat(fd, &folder) != 0) {
     int error = errno;
     if (fd >= 0) close(fd);
+    ZYNInsThrowIfRunFault(error);
     sPushSystemError(_path, error);
     return -1;
   }
@@ -109,6 +111,7 @@ int ZYNInsFindFile::_Open() {
     int error = errno;
     if (listFd >= 0) close(listFd);
     close(fd);
+    ZYNInsThrowIfRunFault(error);
     sPushSystemError(_path, error);
     return -1;
   }

@@ -11,6 +11,7 @@
 // looked at and read by its name in its folder. As soon as a folder is listed, a pool
 // starts digesting its files on every core; the walk, which can only begin once the
 // whole volume is listed, takes the digests back in its own order.
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -29,7 +30,6 @@
 #include "ZYNAdmXmlHash.h"
 #include "ZYNInsDigestPool.h"
 #include "ZYNInsDir.h"
-#include "ZYNInsFileFields.h"
 #include "ZYNInsFindFile.h"
 #include "ZYNInsFindings.h"
 #include "ZYNInsMediaCheckerOptions.h"
@@ -58,6 +58,7 @@ struct SScanEntry {
 };
 
 struct SScanFolder {
+  DString relativePath;             // below the volume, as the walk builds it
   std::vector<SScanEntry> entries;  // in directory order, up to a failure
   std::string narrowNames;          // the entries' names as the system knows them, each ended by 0
   bool failed = false;
@@ -114,10 +115,26 @@ static bool sIsSkippedFile(SScanEntry const& entry) {
   return !entry.folder && (sIsName(entry.name, S_skipped) || sIsName(entry.name, S_signature));
 }
 
+// The descriptors open now, those inherited from the parent among them.
+static rlim_t sOpenDescriptors(rlim_t limit) {
+  DIR* open = opendir("/proc/self/fd");
+  if (open == nullptr) {
+    rlim_t count = 0;
+    for (rlim_t fd = 0; fd < std::min<rlim_t>(limit, 65536); ++fd) count += fcntl(static_cast<int>(fd), F_GETFD) != -1;
+    return count;
+  }
+  rlim_t count = 0;
+  while (struct dirent* entry = readdir(open)) count += entry->d_name[0] != '.';
+  closedir(open);
+  return count > 0 ? count - 1 : 0;  // the listing's own
+}
+
 // Folders keep their descriptor until their files are digested. A volume of many
 // folders may need more than the usual limit of open files, so the limit is raised to
 // what the system allows; past the budget, folders are opened again by path instead.
-static int sDescriptorBudget() {
+// The budget is half of what is free: the other half, and a reserve for each worker's
+// file and the folders being listed, stays for the rest of the run.
+static int sDescriptorBudget(int workers, bool& prefetch) {
   struct rlimit limit;
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return 0;
   if (limit.rlim_cur < limit.rlim_max) {
@@ -125,7 +142,11 @@ static int sDescriptorBudget() {
     raised.rlim_cur = limit.rlim_max;
     if (setrlimit(RLIMIT_NOFILE, &raised) == 0) limit = raised;
   }
-  rlim_t usable = limit.rlim_cur == RLIM_INFINITY ? 65536 : limit.rlim_cur / 2;
+  rlim_t total = limit.rlim_cur == RLIM_INFINITY ? 131072 : limit.rlim_cur;
+  rlim_t used = sOpenDescriptors(total) + 2 * static_cast<rlim_t>(workers) + 32;
+  rlim_t usable = total > used ? (total - used) / 2 : 0;
+  // The workers' files opened ahead come out of the reserve's half.
+  prefetch = usable > 4 * static_cast<rlim_t>(ZYNInsDigestPool::kDescriptorsAhead) * static_cast<rlim_t>(workers) + 64;
   return static_cast<int>(std::min<rlim_t>(usable, 65536));
 }
 
@@ -180,7 +201,9 @@ static void sQueueDigests(SScanReader& reader, DString const& path, int fd, SSca
     ZYNInsDigestJob& job = folder.jobs[entry.job];
     job.folder = &folder.digest;
     job.name = folder.narrowNames.c_str() + entry.narrowName;
+    job.context = &entry;
   }
+  folder.digest.context = &folder;
   folder.digest.holds.store(static_cast<int>(count));
   if (reader.keptDescriptors < reader.descriptorBudget) {
     ++reader.keptDescriptors;
@@ -195,9 +218,10 @@ static void sQueueDigests(SScanReader& reader, DString const& path, int fd, SSca
 
 // Reads `path` and everything below it. A folder is read to its end before its
 // sub-folders, as the walk by path did.
-static void sReadFolder(SScanReader& reader, DString const& path, int parentFd, std::string const& openName,
-                        SScanFolder& folder) {
+static void sReadFolder(SScanReader& reader, DString const& path, DString const& relativePath, int parentFd,
+                        std::string const& openName, SScanFolder& folder) {
   SFolderId id{};
+  folder.relativePath = relativePath;
   int fd = sListFolder(reader, path, parentFd, openName, folder, id);
   if (fd < 0) return;  // nothing was listed
   sQueueDigests(reader, path, fd, folder);
@@ -207,7 +231,7 @@ static void sReadFolder(SScanReader& reader, DString const& path, int parentFd, 
   for (SScanEntry& entry : folder.entries) {
     if (!entry.folder) continue;
     std::string childName(folder.narrowNames.c_str() + entry.narrowName);
-    sReadFolder(reader, path + L"/" + entry.name, fd, childName, *entry.folder);
+    sReadFolder(reader, path + L"/" + entry.name, relativePath + L"/" + entry.name, fd, childName, *entry.folder);
   }
   reader.ancestors.pop_back();
 
@@ -292,13 +316,14 @@ struct SScanWalk {
 static int sScanFile(SScanWalk& walk, DString const& relativePath, SScanFolder& folder, SScanEntry& entry) {
   SScanVolume const& volume = walk.volume;
   ++walk.fileCount;
-  DString relativeFile = relativePath + L"/" + entry.name;
 
   // The file read is the entry listed, whatever a backslash in its name would make of
-  // its path.
-  ZYNInsDigestJob const& digest = walk.digests.pool->Take(folder.jobs[entry.job]);
+  // its path. Its element was made where it was digested.
+  ZYNInsDigestJob& digest = folder.jobs[entry.job];
+  walk.digests.pool->Take(digest);
   DString const& hash = digest.hash;
   if (hash.IsEmpty()) {
+    DString relativeFile = relativePath + L"/" + entry.name;
     DString reason = ZYNAdmError::Pop();
     DString label = volume.prefix + sProgress(sPercent(walk.fileCount, walk.totalFiles));
     DString pattern = label + (volume.assemblyMedia ? L"\n\"/P3\" /P4\n" : L"\n\"/P2\" /P3\n");
@@ -309,21 +334,11 @@ static int sScanFile(SScanWalk& walk, DString const& relativePath, SScanFolder& 
   }
   ZYNInsFindings::FileRead(volume.number, digest.bytesRead);
 
-  DString timestamp = DString::FromNum(entry.hasTime ? entry.lastWriteTime : digest.lastWriteTime, "%lld");
-
-  // One record for each name, shared by every element: a volume may have a million.
-  static DString const S_file(L"File"), S_hash(L"hash"), S_timestamp(L"timestamp"), S_path(L"path");
-  // The three attributes in one block, rather than a block rebuilt for each.
-  ZYNAdmXmlElement file(S_file);
-  ZYNAdmXmlElement::AttributeUnits const attributes[] = {
-      {&S_hash, hash.ConvertToUCChar(), hash.Length()},
-      {&S_timestamp, timestamp.ConvertToUCChar(), timestamp.Length()},
-      {&S_path, relativeFile.ConvertToUCChar(), relativeFile.Length()},
-  };
-  file.SetAttributes(attributes, 3);
-  entry.element = file;
+  entry.element = std::move(digest.made);
 
   if (!ZYNInsMsg::IsTraceShown()) return ZYNInsWalkDone;
+  DString relativeFile = relativePath + L"/" + entry.name;
+  DString timestamp = DString::FromNum(entry.hasTime ? entry.lastWriteTime : digest.lastWriteTime, "%lld");
   if (volume.generate) {
     ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(DString(L"[CD/P1]\ttimestamp=/P2\thash=/P3\tpath=/P4\n"),
                                               DStrings(volume.cdText, timestamp, hash, relativeFile)));
@@ -437,14 +452,35 @@ static SScanVolume sVolume(DString const& root, int cdIndex) {
   return volume;
 }
 
-// Reads the tree below `path`, the digests of its files started on the way.
-static void sReadTree(DString const& path, SScanFolder& tree, SScanDigests& digests) {
-  static int const S_budget = sDescriptorBudget();
-  digests.pool.reset(new ZYNInsDigestPool());
+// The File element of a file just digested, made on the thread that digested it.
+static void sMakeFileElement(ZYNInsDigestJob& job) {
+  SScanEntry const& entry = *static_cast<SScanEntry const*>(job.context);
+  SScanFolder const& folder = *static_cast<SScanFolder const*>(job.folder->context);
+  DString relativeFile = folder.relativePath + L"/" + entry.name;
+  DString timestamp = DString::FromNum(entry.hasTime ? entry.lastWriteTime : job.lastWriteTime, "%lld");
+  // One record for each name, shared by every element: a volume may have a million.
+  static DString const S_file(L"File"), S_hash(L"hash"), S_timestamp(L"timestamp"), S_path(L"path");
+  // The three attributes in one block, rather than a block rebuilt for each.
+  ZYNAdmXmlElement file(S_file);
+  ZYNAdmXmlElement::AttributeUnits const attributes[] = {
+      {&S_hash, job.hash.ConvertToUCChar(), job.hash.Length()},
+      {&S_timestamp, timestamp.ConvertToUCChar(), timestamp.Length()},
+      {&S_path, relativeFile.ConvertToUCChar(), relativeFile.Length()},
+  };
+  file.SetAttributes(attributes, 3);
+  job.made = std::move(file);
+}
+
+// Reads the tree below `path` (`relativePath` below the volume), the digests of its files
+// started on the way.
+static void sReadTree(DString const& path, DString const& relativePath, SScanFolder& tree, SScanDigests& digests) {
+  digests.pool.reset(new ZYNInsDigestPool(&sMakeFileElement));
   SScanReader reader;
   reader.pool = digests.pool.get();
-  reader.descriptorBudget = S_budget;
-  sReadFolder(reader, path, AT_FDCWD, std::string(), tree);
+  bool prefetch = false;
+  reader.descriptorBudget = sDescriptorBudget(digests.pool->GetWorkerCount(), prefetch);
+  digests.pool->SetPrefetch(prefetch);
+  sReadFolder(reader, path, relativePath, AT_FDCWD, std::string(), tree);
 }
 
 // Walks and digests the tree already read, lets the pool go before the tree whose
@@ -464,77 +500,8 @@ int ZYNInsMediaCheckerServices::GetCDElt(DString root, DString relativePath, int
                                          DString& errors, int& fileCount, int totalFiles) {
   SScanFolder folder;
   SScanDigests digests;
-  sReadTree(sFolderPath(root, relativePath), folder, digests);
+  sReadTree(sFolderPath(root, relativePath), relativePath, folder, digests);
   return sWalkTree(sVolume(root, cdIndex), folder, digests, relativePath, cdElement, errors, fileCount, totalFiles);
-}
-
-// ---------------------------------------------------------------------------------------
-// Sort
-
-// The value of `path` without copying the handle: the comparison runs n log n times.
-static DString const& sPathOf(ZYNAdmXmlElement const& element) {
-  static DString const S_path(L"path");
-  return element.GetAttributeValueRef(S_path);
-}
-
-int ZYNInsMediaCheckerServices::CompareEltsByPathAttr(const ZYNAdmXmlElement& a, const ZYNAdmXmlElement& b) {
-  return DString::Compare(&sPathOf(a), &sPathOf(b));
-}
-
-// Paths are read in place, two readers in turn, so that the elements stay compact.
-static bool sIsInPathOrder(ZYNAdmXmlElement const& element) {
-  std::unique_ptr<ZYNInsFileFields[]> fields(new ZYNInsFileFields[2]);
-  int current = 0;
-  bool first = true;
-  for (ZYNAdmXmlElement const& child : element.Children()) {
-    fields[current].Read(&child, ZYNInsFileFields::kPath);
-    if (!first && ZYNInsFileFields::ComparePaths(fields[1 - current], fields[current]) > 0) return false;
-    first = false;
-    current = 1 - current;
-  }
-  return true;
-}
-
-// A stable sort gives the order of picking, again and again, the earliest of the smallest
-// children. A child without a name would never be picked and is dropped.
-void ZYNInsMediaCheckerServices::XmlEltSort(int (*compare)(const ZYNAdmXmlElement&, const ZYNAdmXmlElement&),
-                                            ZYNAdmXmlElement& element) {
-  ZYNAdmXmlElement sorted(element.GetName());
-  // The scan hands its elements over in path order already: they move over one by one,
-  // so that the two lists never hold them all at once.
-  if (compare == CompareEltsByPathAttr && sIsInPathOrder(element)) {
-    for (void* it = element.GetChildren(); it != nullptr; it = element.GetChildren()) {
-      ZYNAdmXmlElement child = element.GetChild(it);
-      if (!child.GetNameRef().IsEmpty()) sorted.AddChild(child);
-      element.RemoveChild(child);
-    }
-    element = sorted;
-    return;
-  }
-  std::vector<ZYNAdmXmlElement> children;
-  for (ZYNAdmXmlElement const& child : element.Children()) children.push_back(child);
-
-  // Pointers move, not handles; the usual order by path reads each key once.
-  struct SKeyed {
-    DString const* key;
-    ZYNAdmXmlElement const* child;
-  };
-  std::vector<SKeyed> order;
-  order.reserve(children.size());
-  for (ZYNAdmXmlElement const& child : children) order.push_back({&sPathOf(child), &child});
-  if (compare == CompareEltsByPathAttr) {
-    std::stable_sort(order.begin(), order.end(),
-                     [](SKeyed const& a, SKeyed const& b) { return DString::Compare(a.key, b.key) < 0; });
-  } else {
-    std::stable_sort(order.begin(), order.end(),
-                     [compare](SKeyed const& a, SKeyed const& b) { return compare(*a.child, *b.child) < 0; });
-  }
-  for (SKeyed const& entry : order) {
-    if (!entry.child->GetNameRef().IsEmpty()) sorted.AddChild(*entry.child);
-  }
-  // The old body gives up its children, as they moved to the new one.
-  for (ZYNAdmXmlElement const& child : children) element.RemoveChild(child);
-  element = sorted;
 }
 
 // ---------------------------------------------------------------------------------------
@@ -563,7 +530,7 @@ static int sScanVolume(int cdIndex, DString const& cdPath, ZYNAdmXmlElement& cd,
   SScanDigests digests;
   ZYNInsFindings::StartVolume(cdIndex);
   DString walkRoot = sFolderPath(cdPath, DString());
-  if (!cdPath.IsEmpty()) sReadTree(walkRoot, tree, digests);  // an empty path would be the root
+  if (!cdPath.IsEmpty()) sReadTree(walkRoot, DString(), tree, digests);  // an empty path would be the root
 
   int totalFiles = 0;
   if (cdPath.IsEmpty()) {

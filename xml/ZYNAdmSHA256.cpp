@@ -1,6 +1,7 @@
 // ZYNAdmSHA256.cpp - SHA-256 as an output stream, and the digest of a whole input stream.
 #include "ZYNAdmSHA256.h"
 
+#include <pthread.h>
 #include <sys/mman.h>
 
 #include <cstdlib>
@@ -20,23 +21,36 @@ namespace {
 
 // One buffer for each thread, kept: a fresh one for each of a million small files would
 // cost a mapping and the clearing of its pages every time. It takes a whole huge page:
-// the kernel copies a read into 4 KiB pages at several times the cost per byte.
-struct SReadBuffer {
-  static const size_t kHugePage = 2 << 20;
-  unsigned char* data = nullptr;
+// the kernel copies a read into 4 KiB pages at several times the cost per byte. Where
+// memory is short, an ordinary buffer of one read does; with none, the run can't go on,
+// which is no fault of the file. A thread's buffer is freed by a key's destructor when
+// the thread ends: a thread_local with a destructor would register it in memory of its
+// own, and glibc aborts the process when that can't be had.
+static const size_t S_hugePage = 2 << 20;
+thread_local unsigned char* S_readBuffer = nullptr;
 
-  ~SReadBuffer() { std::free(data); }
-  unsigned char* Get() {
-    if (data != nullptr) return data;
-    void* block = nullptr;
-    if (posix_memalign(&block, kHugePage, kHugePage) != 0) return nullptr;
-    madvise(block, kHugePage, MADV_HUGEPAGE);
-    data = static_cast<unsigned char*>(block);
-    return data;
+pthread_key_t sBufferKey() {
+  static pthread_key_t const S_key = [] {
+    pthread_key_t key;
+    pthread_key_create(&key, std::free);
+    return key;
+  }();
+  return S_key;
+}
+
+unsigned char* sReadBuffer() {
+  if (S_readBuffer != nullptr) return S_readBuffer;
+  void* block = nullptr;
+  if (posix_memalign(&block, S_hugePage, S_hugePage) == 0) {
+    madvise(block, S_hugePage, MADV_HUGEPAGE);
+  } else {
+    block = std::malloc(S_readSize);
+    if (block == nullptr) throw std::bad_alloc();
   }
-};
-
-thread_local SReadBuffer S_readBuffer;
+  pthread_setspecific(sBufferKey(), block);
+  S_readBuffer = static_cast<unsigned char*>(block);
+  return S_readBuffer;
+}
 
 }  // namespace
 
@@ -106,11 +120,7 @@ DString ZYNAdmSHA256::GetHash(ZYNAdmInputStream& stream) {
   ZYNAdmSHA256Engine engine;
   if (stream.Open() == 0) return sAccessError();
 
-  unsigned char* buffer = S_readBuffer.Get();
-  if (buffer == nullptr) {
-    stream.Close();
-    return sAccessError();
-  }
+  unsigned char* buffer = sReadBuffer();
 
   // A full read means more may follow; anything shorter is the end. A file whose length
   // is a multiple of the read size thus ends with a read of 0 bytes.

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -179,14 +180,19 @@ void SRanges::_Work() {
 
 // The children of one range inside a stand-in element, whose own bytes are cut off.
 void SRanges::_Write(Range& range) {
-  ZYNAdmXmlElement stand{DString(S_RangeName)};
-  std::vector<const ZYNAdmXmlElement*> const& children = _children[range.list];
-  for (size_t i = range.first; i < range.first + range.count; ++i) stand.AddChild(*children[i]);
-  ZYNAdmStringOutput out;
-  size_t head = std::strlen(S_Declaration) + 3;  // "<R>"
-  if (ZYNAdmXmlParser::GetXml(stand, out) != 0 && out.bytes.size() >= head + 4) {
-    range.bytes = out.bytes.substr(head, out.bytes.size() - head - 4);  // without "</R>"
-    range.written = true;
+  // A range that ran out of memory is not written, and the seal fails.
+  try {
+    ZYNAdmXmlElement stand{DString(S_RangeName)};
+    std::vector<const ZYNAdmXmlElement*> const& children = _children[range.list];
+    for (size_t i = range.first; i < range.first + range.count; ++i) stand.AddChild(*children[i]);
+    ZYNAdmStringOutput out;
+    size_t head = std::strlen(S_Declaration) + 3;  // "<R>"
+    if (ZYNAdmXmlParser::GetXml(stand, out) != 0 && out.bytes.size() >= head + 4) {
+      range.bytes = out.bytes.substr(head, out.bytes.size() - head - 4);  // without "</R>"
+      range.written = true;
+    }
+  } catch (std::bad_alloc const&) {
+    range.written = false;
   }
   range.done.store(true, std::memory_order_release);
 }

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -7,9 +8,11 @@
 #include <filesystem>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "QRTListThreads.h"
 #include "QRTSysChildProcess.h"
+#include "QRTSysUsableCpus.h"
 #include "QRTThreads.h"
 #include "QRTWaitingPoint.h"
 #include "ZYNSysContext.h"
@@ -163,20 +166,52 @@ TEST(QRTThreadsChild, ReportsProcessors) {
   printf("processors=%d allowed=%d\n", QRTThreads::GetProcessorsNumber(), QRTThreads::IsMultiThreadingAllowed());
 }
 
+// The count comes from the switch, then QRTSysThreads, then the processors the process may
+// use: under `taskset -c 0`, one.
 TEST(QRTThreadsTest, MultiThreadingSwitchDecidesProcessorCount) {
-  int online = static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN));
+  cpu_set_t mask;
+  ASSERT_EQ(0, sched_getaffinity(0, sizeof(mask), &mask));
+  ASSERT_LE(QRTSysUsableCpus(), CPU_COUNT(&mask));
+  std::string usable = std::to_string(QRTSysUsableCpus());
   struct Case {
-    char const* value;
+    std::vector<std::string> env;
+    bool firstCpuOnly;
     std::string expected;
   };
   Case const cases[] = {
-      {"FALSE", "processors=1 allowed=0"},
-      {"false", "processors=" + std::to_string(online) + " allowed=-1"},
+      {{"QRTSysMultiThreading=FALSE"}, false, "processors=1 allowed=0"},
+      {{"QRTSysMultiThreading=false"}, false, "processors=" + usable + " allowed=-1"},
+      {{"QRTSysMultiThreading=FALSE", "QRTSysThreads=5"}, false, "processors=1 allowed=0"},
+      {{"QRTSysThreads=5"}, true, "processors=5 allowed=-1"},
+      {{"QRTSysThreads=0"}, false, "processors=" + usable + " allowed=-1"},
+      {{"QRTSysThreads=4x"}, false, "processors=" + usable + " allowed=-1"},
+      {{}, true, "processors=1 allowed=-1"},
   };
   for (Case const& c : cases) {
-    ChildResult child =
-        QRTSysRunChild("QRTThreadsChild.ReportsProcessors", {std::string("QRTSysMultiThreading=") + c.value});
+    std::vector<std::string> env = c.env;
+    env.insert(env.begin(), "QRTSysThreads");
+    ChildResult child = QRTSysRunChild("QRTThreadsChild.ReportsProcessors", env, c.firstCpuOnly);
     EXPECT_EQ(child.status, 0) << child.err;
-    EXPECT_NE(child.out.find(c.expected), std::string::npos) << c.value << "\n" << child.out;
+    EXPECT_NE(child.out.find(c.expected), std::string::npos) << c.expected << "\n" << child.out;
   }
+}
+
+TEST(QRTThreadsTest, QuotaLinesGiveWholeProcessors) {
+  struct Case {
+    char const* text;
+    long long v1Period;
+    int cpus;
+  } const cases[] = {
+      {"max 100000", 0, 0},
+      {"200000 100000", 0, 2},
+      {"150000 100000\n", 0, 2},
+      {"50000 100000", 0, 1},
+      {"-1", 100000, 0},
+      {"300000", 100000, 3},
+      {"", 0, 0},
+      {"abc 100000", 0, 0},
+      {"100000 0", 0, 0},
+      {"100000", 0, 0},
+  };
+  for (auto const& c : cases) EXPECT_EQ(c.cpus, QRTSysQuotaCpus(c.text, c.v1Period)) << c.text;
 }

@@ -49,7 +49,9 @@ Outcome RunOn(ZYNTestTempTree const& tree, std::string const& media, std::vector
   std::string root = tree.Path(media);
   args.insert(args.end(), {"-CD1Path", root + "/1", "-xml", root + ".report.xml"});
   std::vector<std::string> env;
-  if (oneThread) env.push_back("QRTSysMultiThreading=FALSE");
+  // Four workers even on one processor: the digests, the files opened ahead and the
+  // elements made on workers, against the walk's thread alone.
+  env.push_back(oneThread ? "QRTSysMultiThreading=FALSE" : "QRTSysThreads=4");
   ChildResult r = RunZyn(args, env);
   Outcome outcome{r.status, r.out,
                   tree.Read(media + "/1/0data/MediaContent.xml") + tree.Read(media + "/2/0data/MediaContent.xml") +
@@ -176,4 +178,38 @@ TEST(ZYNInsDigestPool, FoldersBeyondTheOpenFileBudgetAreOpenedAgain) {
     EXPECT_EQ(0, r.status) << oneThread << r.out;
     EXPECT_EQ(expected, tree.Read(ref)) << oneThread;
   }
+}
+
+// Threads are started by the processors the run may use: on one processor, as with
+// QRTSysMultiThreading=FALSE, the walk's thread digests alone; QRTSysThreads adds workers.
+TEST(ZYNInsDigestPool, OneProcessorStartsNoWorker) {
+  if (access("/usr/bin/strace", X_OK) != 0 || access("/usr/bin/taskset", X_OK) != 0) GTEST_SKIP() << "no strace";
+  ZYNTestTempTree tree;
+  MakeMedia(tree, "m");
+  auto clones = [&](std::vector<std::string> prefix, std::string const& env) {
+    std::string log = tree.Path("clones.log");
+    std::vector<std::string> args = {"/usr/bin/strace",
+                                     "-f",
+                                     "-qq",
+                                     "-o",
+                                     log,
+                                     "-e",
+                                     "trace=clone,clone3",
+                                     ZYN_EXE_PATH,
+                                     "-CD1Path",
+                                     tree.Path("m/1"),
+                                     "-xml",
+                                     tree.Path("r.xml")};
+    args.insert(args.begin(), prefix.begin(), prefix.end());
+    ChildResult r = RunChild(args, {"LANG=C", "ASAN_OPTIONS=detect_leaks=0", "QRTSysThreads", env});
+    EXPECT_EQ(0, r.status) << r.out << r.err;
+    std::string text = tree.Read("clones.log");
+    size_t count = 0;
+    for (size_t at = 0; (at = text.find("clone", at)) != std::string::npos; ++at) ++count;
+    return count;
+  };
+  ASSERT_EQ(0, RunZyn({"-generate", "-CD1Path", tree.Path("m/1")}).status);
+  size_t alone = clones({}, "QRTSysMultiThreading=FALSE");
+  EXPECT_EQ(alone, clones({"/usr/bin/taskset", "-c", "0"}, "QRTSysMultiThreading"));
+  EXPECT_LT(alone, clones({}, "QRTSysThreads=3"));
 }

@@ -9,11 +9,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "QRTListThreads.h"
 #include "QRTMutex.h"
 #include "QRTSysCallOnFirstThread.h"
 #include "QRTSysMTGlobalMutex.h"
+#include "QRTSysUsableCpus.h"
 #include "QRTThrTrace.h"
 #include "QRTThreadsRecord.h"
 #include "QRTWaitingPoint.h"
@@ -201,7 +203,25 @@ int QRTThreads::Run(unsigned long) {
   return 0;
 }
 
+// Set on a thread of ours once its function has returned: End returns to the thread's
+// start instead of exiting.
+static thread_local bool S_endByReturn = false;
+
+// The last stop of a thread's exceptions: the pools hand theirs to the thread that waits
+// for the work. Memory that ran out anywhere else, the thread's own records included,
+// ends the run as it would on the first thread, rather than in std::terminate.
 void* QRTThreads::InitThreads(void* arguments) {
+  try {
+    return _RunThread(arguments);
+  } catch (std::bad_alloc const&) {
+    static char const S_message[] = "\n\nError\nInternal error\n\n";
+    fflush(stdout);
+    if (write(STDOUT_FILENO, S_message, sizeof(S_message) - 1) < 0) _exit(2);
+    _exit(2);
+  }
+}
+
+void* QRTThreads::_RunThread(void* arguments) {
   QRTThreadsStartArgs* start = static_cast<QRTThreadsStartArgs*>(arguments);
   if (start == nullptr || start->owner == nullptr || start->owner->_record == nullptr) return nullptr;
   QRTThreads* owner = start->owner;
@@ -216,7 +236,10 @@ void* QRTThreads::InitThreads(void* arguments) {
     ZYNSysContextSetCurrentContext(record->context);
   }
   int result = owner->Begin(start->userArgument);
-  // End exits the thread; only a subclass that overrides it comes back here.
+  // End exits the thread; only a subclass that overrides it comes back here. Called from
+  // here, it lets the thread return instead: pthread_exit loads the unwinder, which
+  // aborts the process where memory is short.
+  S_endByReturn = true;
   owner->End(result);
   {
     RecordLock lock(record);
@@ -270,7 +293,10 @@ int QRTThreads::End(int code) {
     }
   }
   // The record may be gone from here on: a joiner woken by the end point can delete it.
-  if (pthread_equal(id, pthread_self())) pthread_exit(reinterpret_cast<void*>(static_cast<intptr_t>(code)));
+  if (pthread_equal(id, pthread_self())) {
+    if (S_endByReturn) return 0;
+    pthread_exit(reinterpret_cast<void*>(static_cast<intptr_t>(code)));
+  }
   pthread_cancel(id);
   return 0;
 }
@@ -399,8 +425,18 @@ int QRTThreads::IsMultiThreadingAllowed() {
   return allowed;
 }
 
+// QRTSysThreads=n sets the count for a run (1 to 1024); otherwise the processors this
+// process may use. Taken once: every pool of the run is sized alike.
 int QRTThreads::GetProcessorsNumber() {
   if (IsMultiThreadingAllowed() == 0) return 1;
-  long online = sysconf(_SC_NPROCESSORS_ONLN);
-  return online < 1 ? 1 : static_cast<int>(online);
+  static int const S_count = [] {
+    char const* value = getenv("QRTSysThreads");
+    if (value != nullptr && *value != '\0') {
+      char* end = nullptr;
+      long wanted = strtol(value, &end, 10);
+      if (*end == '\0' && wanted >= 1 && wanted <= 1024) return static_cast<int>(wanted);
+    }
+    return QRTSysUsableCpus();
+  }();
+  return S_count;
 }

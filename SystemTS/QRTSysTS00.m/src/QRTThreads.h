@@ -41,6 +41,7 @@ class QRTThreads {
   static void* InitThreads(void* arguments);
 
  private:
+  static void* _RunThread(void* arguments);
   QRTThreads(QRTThreads const&) = delete;
   QRTThreads& operator=(QRTThreads const&) = delete;
 

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <exception>
+#include <mutex>
 
 int QRTStartWorkers(char const* name, int (*function)(void*), void* argument, int count,
                     std::vector<std::unique_ptr<QRTThreads>>& workers) {
@@ -25,10 +27,18 @@ struct SRangeWork {
   size_t rangeSize;
   std::function<void(size_t, size_t)> const* work;
   std::atomic<size_t> next{0};
+  std::mutex failedLock;
+  std::exception_ptr failed;  // the first exception of any thread, thrown again by the caller
 
   void Run() {
-    for (size_t first = next.fetch_add(rangeSize); first < count; first = next.fetch_add(rangeSize)) {
-      (*work)(first, std::min(count, first + rangeSize));
+    try {
+      for (size_t first = next.fetch_add(rangeSize); first < count; first = next.fetch_add(rangeSize)) {
+        (*work)(first, std::min(count, first + rangeSize));
+      }
+    } catch (...) {
+      next.store(count);  // the others stop at their next range
+      std::lock_guard<std::mutex> lock(failedLock);
+      if (!failed) failed = std::current_exception();
     }
   }
   static int sWorkerMain(void* self) {
@@ -56,4 +66,5 @@ void QRTForEachRange(char const* name, size_t count, size_t rangeSize,
   QRTStartWorkers(name, &SRangeWork::sWorkerMain, &shared, static_cast<int>(helpers), workers);
   shared.Run();
   for (std::unique_ptr<QRTThreads>& worker : workers) worker->Join();
+  if (shared.failed) std::rethrow_exception(shared.failed);
 }

@@ -1,0 +1,13 @@
+#ifndef ZYN_APP_ZYNINSSERIALSHARE_H
+#define ZYN_APP_ZYNINSSERIALSHARE_H
+
+// ZYNInsSerialShare.h - with ZYN_SERIAL_SHARE set, the run ends by writing to standard
+// error the CPU time of its first thread (the one that keeps walk order) against that
+// of all its threads: the share no added core can shorten.
+class ZYNInsSerialShare {
+ public:
+  // Registers the report at exit; nothing where the variable is unset.
+  static void EnableFromEnvironment();
+};
+
+#endif

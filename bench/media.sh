@@ -1,0 +1,26 @@
+# Sourced by the benchmark scripts: the media they measure, made once under $work.
+
+# make_media NAME FILES MIN_BYTES MAX_BYTES: volume folder 1 of FILES files, 50 to a folder.
+make_media() {
+  local name="$1" files="$2" low="$3" high="$4" dir="$work/$1"
+  [[ -e "$dir/.made" ]] && return 0
+  echo "== making $name: $files files of $low to $high bytes" >&2
+  rm -rf "$dir" && mkdir -p "$dir/media/1"
+  python3 - "$dir/media/1" "$files" "$low" "$high" <<'PY' || exit 2
+import os, random, sys
+root, count, low, high = sys.argv[1], int(sys.argv[2]), int(sys.argv[3]), int(sys.argv[4])
+rnd = random.Random(7)
+pool = rnd.randbytes(high + 1 << 4)
+for i in range(count):
+    folder = os.path.join(root, "d%04d" % (i // 2000), "e%02d" % (i // 50 % 40))
+    if i % 50 == 0:
+        os.makedirs(folder, exist_ok=True)
+    size = rnd.randint(low, high)
+    start = rnd.randrange(0, len(pool) - size)
+    path = os.path.join(folder, "f%07d.bin" % i)
+    with open(path, "wb") as out:
+        out.write(pool[start:start + size])
+    os.utime(path, (1600000000, 1600000000))
+PY
+  touch "$dir/.made"
+}
