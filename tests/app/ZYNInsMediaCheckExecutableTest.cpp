@@ -311,9 +311,9 @@ TEST_F(MediaCheckOnTree, ReportPathIsProbedByWhatStandsThere) {
 // Runs `script` in /bin/sh with a private, empty /tmp mounted for it alone, so that the
 // fixed name of the temporary copy is shared with no other run; "$0" is the program.
 ChildResult RunInPrivateTmp(std::string const& script) {
-  return RunZyn({"-m", "--propagation", "private", "/bin/sh", "-c", "mount -t tmpfs zyn /tmp && cd /tmp && " + script,
-                 ZYN_EXE_PATH},
-                {}, "", "/usr/bin/unshare");
+  return RunZyn({"-s", "KILL", "60", "/usr/bin/unshare", "-m", "--propagation", "private", "/bin/sh", "-c",
+                 "mount -t tmpfs zyn /tmp && cd /tmp && " + script, ZYN_EXE_PATH},
+                {}, "", kTimeout);
 }
 
 // A physical media with one altered file, checked by the media's own executable, which
@@ -352,6 +352,38 @@ TEST(MediaCheckInPrivateTmp, PassedCheckLeavesTheDefaultReportAlone) {
       "&& "
       "\"$0\" -quiet -CD1Path /tmp/t/1; echo \"status $?\"; cat MediaCheck_report.xml");
   EXPECT_EQ(r.out, "status 0\nold\n");
+}
+
+// The copy's name taken by another program at each step of the move: planted between
+// the unlink and the create, swapped in before the check of the inode or after it (each
+// held by strace at that call until the swap is done); or a copy cut short by a file
+// size limit. The other program never runs, and only the swap after the check may go on.
+TEST(MediaCheckInPrivateTmp, NoOtherProgramRunsInPlaceOfTheCopy) {
+  if (access("/usr/bin/strace", X_OK) != 0 || RunInPrivateTmp("true").status != 0) GTEST_SKIP() << "no strace";
+  const std::string media =
+      "mkdir -p t/1 && echo a > t/1/f && \"$0\" -generate -quiet -CD1Path /tmp/t/1 && mv t/1 mnt && "
+      "printf '#!/bin/sh\\necho other ran\\n' > other && chmod 755 other && echo old > ZYNInsMediaCheck && "
+      "held() { until eval \"$3\" && c=$(cat /proc/$1/task/$1/children) && grep -q \"^$2 \" /proc/${c%% *}/syscall; "
+      "do :; done 2>/dev/null; }; ";
+  auto swap = [](std::string const& calls, std::string const& stop, std::string const& held) {
+    return "strace -qq -o /dev/null -e trace=" + calls + " -e inject=" + calls + ":" + stop +
+           "=300000:when=1 \"$0\" -CD1Path /tmp/mnt & held $! " + held + "; mv other ZYNInsMediaCheck; wait $!";
+  };
+  const struct {
+    std::string run, shown;
+    int status;
+  } cases[] = {
+      {swap("unlink", "delay_exit", "87 '[ ! -e ZYNInsMediaCheck ]'"), "/tmp//ZYNInsMediaCheck File exists\n", 2},
+      {swap("fchmod", "delay_enter", "91 true"), "\n\nInternal error\n\n", 2},
+      {swap("execve,execveat", "delay_enter", "'\\(59\\|322\\)' '[ -x ZYNInsMediaCheck ]'"), "Status: PASSED", 0},
+      {"(trap '' XFSZ; ulimit -f 64; exec \"$0\" -CD1Path /tmp/mnt)", "/tmp//ZYNInsMediaCheck File too large\n", 2},
+  };
+  for (auto const& c : cases) {
+    ChildResult r = RunInPrivateTmp(media + c.run + "; echo \"status $?\"");
+    EXPECT_NE(r.out.find(c.shown), std::string::npos) << c.run << r.out;
+    EXPECT_NE(r.out.find("status " + std::to_string(c.status) + "\n"), std::string::npos) << c.run << r.out;
+    EXPECT_EQ(r.out.find("other ran"), std::string::npos) << c.run << r.out;
+  }
 }
 
 }  // namespace
