@@ -354,6 +354,12 @@ TEST(MediaCheckInPrivateTmp, PassedCheckLeavesTheDefaultReportAlone) {
   EXPECT_EQ(r.out, "status 0\nold\n");
 }
 
+// Shell function: waits until the program traced by the strace `$1` is held at the call
+// numbered `$2` while the test `$3` holds.
+const std::string kHeld =
+    "held() { until eval \"$3\" && c=$(cat /proc/$1/task/$1/children) && grep -q \"^$2 \" /proc/${c%% *}/syscall; "
+    "do :; done 2>/dev/null; }; ";
+
 // The copy's name taken by another program at each step of the move: planted between
 // the unlink and the create, swapped in before the check of the inode or after it (each
 // held by strace at that call until the swap is done); or a copy cut short by a file
@@ -362,9 +368,8 @@ TEST(MediaCheckInPrivateTmp, NoOtherProgramRunsInPlaceOfTheCopy) {
   if (access("/usr/bin/strace", X_OK) != 0 || RunInPrivateTmp("true").status != 0) GTEST_SKIP() << "no strace";
   const std::string media =
       "mkdir -p t/1 && echo a > t/1/f && \"$0\" -generate -quiet -CD1Path /tmp/t/1 && mv t/1 mnt && "
-      "printf '#!/bin/sh\\necho other ran\\n' > other && chmod 755 other && echo old > ZYNInsMediaCheck && "
-      "held() { until eval \"$3\" && c=$(cat /proc/$1/task/$1/children) && grep -q \"^$2 \" /proc/${c%% *}/syscall; "
-      "do :; done 2>/dev/null; }; ";
+      "printf '#!/bin/sh\\necho other ran\\n' > other && chmod 755 other && echo old > ZYNInsMediaCheck && " +
+      kHeld;
   auto swap = [](std::string const& calls, std::string const& stop, std::string const& held) {
     return "strace -qq -o /dev/null -e trace=" + calls + " -e inject=" + calls + ":" + stop +
            "=300000:when=1 \"$0\" -CD1Path /tmp/mnt & held $! " + held + "; mv other ZYNInsMediaCheck; wait $!";
@@ -383,6 +388,29 @@ TEST(MediaCheckInPrivateTmp, NoOtherProgramRunsInPlaceOfTheCopy) {
     EXPECT_NE(r.out.find(c.shown), std::string::npos) << c.run << r.out;
     EXPECT_NE(r.out.find("status " + std::to_string(c.status) + "\n"), std::string::npos) << c.run << r.out;
     EXPECT_EQ(r.out.find("other ran"), std::string::npos) << c.run << r.out;
+  }
+}
+
+// The walk on real file systems: a folder that is the root of a second one shares inode
+// 1 with the volume's root and is no loop; a link to a sibling folder walked before is
+// walked again; a file swapped for a FIFO between the listing and the open (held by
+// strace) is an access failure, never an empty file.
+TEST(MediaCheckInPrivateTmp, WalkTellsLoopsAndFilesByWhatTheyAre) {
+  if (access("/usr/bin/strace", X_OK) != 0 || RunInPrivateTmp("true").status != 0) GTEST_SKIP() << "no strace";
+  const struct {
+    std::string run, shown;
+  } cases[] = {
+      {"mount -t tmpfs v t/1 && mkdir t/1/s && mount -t tmpfs s t/1/s && echo a > t/1/s/f && ln -s s t/1/z && "
+       "\"$0\" -generate -quiet -CD1Path /tmp/t/1; echo \"status $?\"; grep -c '/[sz]/f' t/1/0data/MediaContent.xml",
+       "status 0\n2\n"},
+      {kHeld + "echo a > t/1/f && strace -f -qq -o /dev/null -P /tmp/t/1 -e trace=getdents64 -e "
+               "inject=getdents64:delay_exit=300000:when=1 \"$0\" -generate -CD1Path /tmp/t/1 & held $! 217 true; "
+               "rm t/1/f && mkfifo t/1/f; wait $!; echo \"status $?\"",
+       "\"/f\" Access error\n\n\n\nOperation terminated with error(s)\n\nstatus 2\n"},
+  };
+  for (auto const& c : cases) {
+    ChildResult r = RunInPrivateTmp("mkdir -p t/1 && " + c.run);
+    EXPECT_NE(r.out.find(c.shown), std::string::npos) << c.run << r.out;
   }
 }
 
