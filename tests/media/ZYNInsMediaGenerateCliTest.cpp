@@ -268,8 +268,10 @@ TEST(ZYNInsMediaGenerateCli, InputsThatAreNoRegularFileCountAsMissing) {
   }
 }
 
-// A link planted at a tag's place is replaced, its target untouched; a rewrite that can't
-// finish (here: no file may grow) leaves the good reference whole and nothing beside it.
+// A link planted at a tag's place is replaced, its target untouched; a reference keeps
+// its mode under a umask that would narrow it. A rewrite that can't finish (no file may
+// grow, one write or the flush to disk fails) leaves the good reference whole and
+// nothing beside it.
 TEST(ZYNInsMediaGenerateCli, WritesReplaceWholeFilesOrNothing) {
   Media media(kTwoVolumes);
   std::string cd1 = media.Path("1");
@@ -280,15 +282,27 @@ TEST(ZYNInsMediaGenerateCli, WritesReplaceWholeFilesOrNothing) {
   EXPECT_EQ("keep", media.tree.Read("victim"));
   EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(media.Path("2/0data/MediaContent.xml"))));
   EXPECT_EQ(ZYNAdmSealRight, ParsedSealCheck(media.Path("2/0data/MediaContent.xml")));
+  chmod((cd1 + "/0data/MediaContent.xml").c_str(), 0604);
+  std::string rel = media.tree.File("rel.xml", "<R>" + std::string(300000, 'x') + "</R>");
+  std::vector<std::string> generate = {ZYN_EXE_PATH, "-generate", "-quiet", "-CD1Path", cd1, "-relinfo", rel};
+  generate.insert(generate.begin(), {"-c", "umask 077; exec \"$0\" \"$@\""});
+  ASSERT_EQ(0, RunZyn(generate, {}, "", "/bin/sh").status);
+  EXPECT_EQ(0604u, media.tree.Mode("media/1/0data/MediaContent.xml"));
 
   std::string good = media.tree.Read("media/1/0data/MediaContent.xml");
   media.tree.File("media/1/TOC", "abc");
-  std::string noGrowth = "trap '' XFSZ; ulimit -f 0; exec \"$0\" \"$@\"";
-  ChildResult r = RunZyn({"-c", noGrowth, ZYN_EXE_PATH, "-generate", "-CD1Path", cd1}, {}, "", "/bin/sh");
-  EXPECT_EQ(2, r.status);
-  EXPECT_NE(std::string::npos, r.out.find("Unable to write to \"" + cd1 + "/0data/MediaContent.xml\""));
-  EXPECT_EQ(good, media.tree.Read("media/1/0data/MediaContent.xml"));
-  EXPECT_EQ(2, std::distance(fs::directory_iterator(cd1 + "/0data"), {}));  // info.bin and the reference
+  const std::vector<std::string> faults[] = {
+      {"/bin/sh", "-c", "trap '' XFSZ; ulimit -f 0; exec \"$0\" \"$@\""},
+      {"/usr/bin/strace", "-qq", "-o", "/dev/null", "-e", "trace=write", "-e", "inject=write:error=ENOSPC:when=1"},
+      {"/usr/bin/strace", "-qq", "-o", "/dev/null", "-e", "trace=fsync", "-e", "inject=fsync:error=EIO"},
+  };
+  for (auto const& fault : faults) {
+    std::vector<std::string> args(fault.begin() + 1, fault.end());
+    args.insert(args.end(), generate.begin() + 2, generate.end());
+    EXPECT_EQ(2, RunZyn(args, {"ASAN_OPTIONS=detect_leaks=0"}, "", fault[0]).status) << fault.back();
+    EXPECT_EQ(good, media.tree.Read("media/1/0data/MediaContent.xml")) << fault.back();
+    EXPECT_EQ(2, std::distance(fs::directory_iterator(cd1 + "/0data"), {}));  // info.bin and the reference
+  }
 }
 
 // A read fault where the end of the file would close the document cleanly.
