@@ -243,6 +243,24 @@ TEST_F(MediaCheckOnTree, DetectsTheShapeOfTheMediaAndPrintsTheBanner) {
   EXPECT_TRUE(fs::exists(P("r.xml")));
 }
 
+// A two-volume media laid into volumes 3 and 4 of a larger one: each volume is found and
+// named by the larger media's number.
+TEST_F(MediaCheckOnTree, AssemblyMediaVolumesBearTheLargerMediasNumbers) {
+  ChildResult r = RunZyn({"-c",
+                          "mkdir -p m/1 m/2 big/1 big/2 big/3/0data big/3/sub big/4/sub && echo a > m/1/f && echo b "
+                          "> m/2/g && \"$0\" -generate -quiet -CD1Path \"$PWD/m/1\" && mv m/1 big/3/sub && mv m/2 "
+                          "big/4/sub && touch big/3/3.txt && exec \"$0\" -CD1Path \"$PWD/big/3/sub/1\" -xml r.xml",
+                          ZYN_EXE_PATH},
+                         {}, root, "/bin/sh");
+  EXPECT_EQ(r.out,
+            "{Checker Mode}\n{Assembly Media}\n{CD to check : all}\n{Custom Xml report file : r.xml}\n{CD1 path : " +
+                P("big/3/sub/1") +
+                "}\n<AssemblyMedia Volume 3 - Media Volume 1>\n[AMCD3-CD1](100%)\t/f\n<AssemblyMedia Volume 4 - "
+                "Media Volume 2>\n[AMCD4-CD2](100%)\t/g\n{Finalizing verifications ...}\n\n\n\nMedia check "
+                "completed\n\n\n\nStatus: PASSED\n\n");
+  EXPECT_EQ(r.status, 0);
+}
+
 TEST_F(MediaCheckOnTree, RefusesAnAssemblyMediaWithoutVolumeIndex) {
   Dirs({"big/3/0data", "big/3/sub/1", "vol/1/0data"});
   // The first ".txt" is not at the end of the name: no index file.
