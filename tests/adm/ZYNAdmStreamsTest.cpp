@@ -1,8 +1,11 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <vector>
 
 #include "ZYNAdmFileIO.h"
 #include "ZYNAdmInputFile.h"
@@ -118,6 +121,23 @@ TEST(ZYNAdmStreams, ReplacingFileSwapsInWholeFilesOnly) {
     EXPECT_EQ(c.content, tree.Read("f")) << c.name;
     EXPECT_EQ("old", tree.Read("target")) << c.name;
     EXPECT_EQ(2, std::distance(std::filesystem::directory_iterator(tree.Root()), {})) << c.name;
+  }
+  {  // a write cut short (by a file size limit) fails the file, though the rest would pass
+    ZYNTestTempTree tree;
+    ZYNAdmReplacingFile cut(tree.DPath("f"));
+    ASSERT_EQ(1, cut.Open());
+    std::vector<unsigned char> big(300000, 'x');
+    struct rlimit limit, small;
+    getrlimit(RLIMIT_FSIZE, &limit);
+    small = {4096, limit.rlim_max};
+    auto handler = signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &small);
+    int put = cut.Write(big.data(), 300000);
+    setrlimit(RLIMIT_FSIZE, &limit);
+    signal(SIGXFSZ, handler);
+    EXPECT_LT(put, 300000);
+    EXPECT_EQ(0, cut.Close());
+    EXPECT_FALSE(tree.Exists("f"));
   }
   ZYNAdmReplacingFile device(DString(L"/dev/null"));
   ASSERT_EQ(1, device.Open());

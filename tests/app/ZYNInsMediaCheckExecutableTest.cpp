@@ -243,6 +243,24 @@ TEST_F(MediaCheckOnTree, DetectsTheShapeOfTheMediaAndPrintsTheBanner) {
   EXPECT_TRUE(fs::exists(P("r.xml")));
 }
 
+// A two-volume media laid into volumes 3 and 4 of a larger one: each volume is found and
+// named by the larger media's number.
+TEST_F(MediaCheckOnTree, AssemblyMediaVolumesBearTheLargerMediasNumbers) {
+  ChildResult r = RunZyn({"-c",
+                          "mkdir -p m/1 m/2 big/1 big/2 big/3/0data big/3/sub big/4/sub && echo a > m/1/f && echo b "
+                          "> m/2/g && \"$0\" -generate -quiet -CD1Path \"$PWD/m/1\" && mv m/1 big/3/sub && mv m/2 "
+                          "big/4/sub && touch big/3/3.txt && exec \"$0\" -CD1Path \"$PWD/big/3/sub/1\" -xml r.xml",
+                          ZYN_EXE_PATH},
+                         {}, root, "/bin/sh");
+  EXPECT_EQ(r.out,
+            "{Checker Mode}\n{Assembly Media}\n{CD to check : all}\n{Custom Xml report file : r.xml}\n{CD1 path : " +
+                P("big/3/sub/1") +
+                "}\n<AssemblyMedia Volume 3 - Media Volume 1>\n[AMCD3-CD1](100%)\t/f\n<AssemblyMedia Volume 4 - "
+                "Media Volume 2>\n[AMCD4-CD2](100%)\t/g\n{Finalizing verifications ...}\n\n\n\nMedia check "
+                "completed\n\n\n\nStatus: PASSED\n\n");
+  EXPECT_EQ(r.status, 0);
+}
+
 TEST_F(MediaCheckOnTree, RefusesAnAssemblyMediaWithoutVolumeIndex) {
   Dirs({"big/3/0data", "big/3/sub/1", "vol/1/0data"});
   // The first ".txt" is not at the end of the name: no index file.
@@ -311,9 +329,9 @@ TEST_F(MediaCheckOnTree, ReportPathIsProbedByWhatStandsThere) {
 // Runs `script` in /bin/sh with a private, empty /tmp mounted for it alone, so that the
 // fixed name of the temporary copy is shared with no other run; "$0" is the program.
 ChildResult RunInPrivateTmp(std::string const& script) {
-  return RunZyn({"-m", "--propagation", "private", "/bin/sh", "-c", "mount -t tmpfs zyn /tmp && cd /tmp && " + script,
-                 ZYN_EXE_PATH},
-                {}, "", "/usr/bin/unshare");
+  return RunZyn({"-s", "KILL", "60", "/usr/bin/unshare", "-m", "--propagation", "private", "/bin/sh", "-c",
+                 "mount -t tmpfs zyn /tmp && cd /tmp && " + script, ZYN_EXE_PATH},
+                {"ASAN_OPTIONS=detect_leaks=0"}, "", kTimeout);  // no leak check under a tracer
 }
 
 // A physical media with one altered file, checked by the media's own executable, which
@@ -352,6 +370,66 @@ TEST(MediaCheckInPrivateTmp, PassedCheckLeavesTheDefaultReportAlone) {
       "&& "
       "\"$0\" -quiet -CD1Path /tmp/t/1; echo \"status $?\"; cat MediaCheck_report.xml");
   EXPECT_EQ(r.out, "status 0\nold\n");
+}
+
+// Shell function: waits until the program traced by the strace `$1` is held at the call
+// numbered `$2` while the test `$3` holds.
+const std::string kHeld =
+    "held() { until eval \"$3\" && c=$(cat /proc/$1/task/$1/children) && grep -q \"^$2 \" /proc/${c%% *}/syscall; "
+    "do :; done 2>/dev/null; }; ";
+
+// The copy's name taken by another program at each step of the move: planted between
+// the unlink and the create, swapped in before the check of the inode or after it (each
+// held by strace at that call until the swap is done); or a copy cut short by a file
+// size limit. The other program never runs, and only the swap after the check may go on.
+TEST(MediaCheckInPrivateTmp, NoOtherProgramRunsInPlaceOfTheCopy) {
+  if (access("/usr/bin/strace", X_OK) != 0 || RunInPrivateTmp("true").status != 0) GTEST_SKIP() << "no strace";
+  const std::string media =
+      "mkdir -p t/1 && echo a > t/1/f && \"$0\" -generate -quiet -CD1Path /tmp/t/1 && mv t/1 mnt && "
+      "printf '#!/bin/sh\\necho other ran\\n' > other && chmod 755 other && echo old > ZYNInsMediaCheck && " +
+      kHeld;
+  auto swap = [](std::string const& calls, std::string const& stop, std::string const& held) {
+    return "strace -qq -o /dev/null -e trace=" + calls + " -e inject=" + calls + ":" + stop +
+           "=300000:when=1 \"$0\" -CD1Path /tmp/mnt & held $! " + held + "; mv other ZYNInsMediaCheck; wait $!";
+  };
+  const struct {
+    std::string run, shown;
+    int status;
+  } cases[] = {
+      {swap("unlink", "delay_exit", "87 '[ ! -e ZYNInsMediaCheck ]'"), "/tmp//ZYNInsMediaCheck File exists\n", 2},
+      {swap("fchmod", "delay_enter", "91 true"), "\n\nInternal error\n\n", 2},
+      {swap("execve,execveat", "delay_enter", "'\\(59\\|322\\)' '[ -x ZYNInsMediaCheck ]'"), "Status: PASSED", 0},
+      {"(trap '' XFSZ; ulimit -f 64; exec \"$0\" -CD1Path /tmp/mnt)", "/tmp//ZYNInsMediaCheck File too large\n", 2},
+  };
+  for (auto const& c : cases) {
+    ChildResult r = RunInPrivateTmp(media + c.run + "; echo \"status $?\"");
+    EXPECT_NE(r.out.find(c.shown), std::string::npos) << c.run << r.out;
+    EXPECT_NE(r.out.find("status " + std::to_string(c.status) + "\n"), std::string::npos) << c.run << r.out;
+    EXPECT_EQ(r.out.find("other ran"), std::string::npos) << c.run << r.out;
+  }
+}
+
+// The walk on real file systems: a folder that is the root of a second one shares inode
+// 1 with the volume's root and is no loop; a link to a sibling folder walked before is
+// walked again; a file swapped for a FIFO between the listing and the open (held by
+// strace) is an access failure, never an empty file.
+TEST(MediaCheckInPrivateTmp, WalkTellsLoopsAndFilesByWhatTheyAre) {
+  if (access("/usr/bin/strace", X_OK) != 0 || RunInPrivateTmp("true").status != 0) GTEST_SKIP() << "no strace";
+  const struct {
+    std::string run, shown;
+  } cases[] = {
+      {"mount -t tmpfs v t/1 && mkdir t/1/s && mount -t tmpfs s t/1/s && echo a > t/1/s/f && ln -s s t/1/z && "
+       "\"$0\" -generate -quiet -CD1Path /tmp/t/1; echo \"status $?\"; grep -c '/[sz]/f' t/1/0data/MediaContent.xml",
+       "status 0\n2\n"},
+      {kHeld + "echo a > t/1/f && strace -f -qq -o /dev/null -P /tmp/t/1 -e trace=getdents64 -e "
+               "inject=getdents64:delay_exit=300000:when=1 \"$0\" -generate -CD1Path /tmp/t/1 & held $! 217 true; "
+               "rm t/1/f && mkfifo t/1/f; wait $!; echo \"status $?\"",
+       "\"/f\" Access error\n\n\n\nOperation terminated with error(s)\n\nstatus 2\n"},
+  };
+  for (auto const& c : cases) {
+    ChildResult r = RunInPrivateTmp("mkdir -p t/1 && " + c.run);
+    EXPECT_NE(r.out.find(c.shown), std::string::npos) << c.run << r.out;
+  }
 }
 
 }  // namespace

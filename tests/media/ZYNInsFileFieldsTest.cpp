@@ -32,9 +32,16 @@ TEST(FileFields, PathsCompareAndTimesReadAsTheStringsDo) {
       Units(u"/\u00e9"),   Units(u"/\u0100"),    Units(longPath),  Units(longPath + u"b"), DString(L"/0123"),
       DString(L"/abcdef"), DString(L"/abcdefg"),
   };
-  std::vector<DString> const times = {
-      DString(L"1700000000"),           DString(L"-5"), DString(L" +12"), DString(L"0x10"),
-      DString(L"99999999999999999999"), DString(L"-"),  DString(L""),     DString(L"000000000000000000001")};
+  std::vector<DString> const times = {DString(L"1700000000"),
+                                      DString(L"-5"),
+                                      DString(L" +12"),
+                                      DString(L"0x10"),
+                                      DString(L"99999999999999999999"),
+                                      DString(L"-"),
+                                      DString(L""),
+                                      DString(L"000000000000000000001"),
+                                      DString(L"9999999999999999999"),
+                                      DString(L"-9999999999999999999")};
   ZYNInsFileFields left;
   ZYNInsFileFields right;
   for (std::size_t i = 0; i < paths.size(); ++i) {
@@ -49,6 +56,7 @@ TEST(FileFields, PathsCompareAndTimesReadAsTheStringsDo) {
       right.Read(&b);
       EXPECT_EQ(ZYNInsFileFields::ComparePaths(left, right), Sign(DString::Compare(&paths[i], &paths[j])))
           << i << " " << j;
+      EXPECT_EQ(ZYNInsFileFields::SameUnits(left.path, right.path), i == j) << i << " " << j;
     }
   }
   left.Read(nullptr);

@@ -146,7 +146,8 @@ TEST_F(CheckMode, CancelEndsTheDialogueWithStatus2) {
 // under a time limit and cut short, as a question repeated without end once was.
 TEST_F(CheckMode, EndOfInputCancelsAQuestionThatWouldComeAgain) {
   const std::string command =
-      "{ timeout -s KILL 60 \"$0\" -CD1Path \"$1\" -2 \"$1\" -xml \"$2\"; echo \"status $?\"; } | head -c 100000";
+      "eval \"exec $3\"; { timeout -s KILL 60 \"$0\" -CD1Path \"$1\" -2 \"$1\" -xml \"$2\"; echo \"status $?\"; } | "
+      "head -c 100000";
   const struct {
     char const* name;
     std::string input;
@@ -155,9 +156,11 @@ TEST_F(CheckMode, EndOfInputCancelsAQuestionThatWouldComeAgain) {
       {"at the first question", "", 1, 1, 0},
       {"after a wrong volume was answered", "2\n" + cd1 + "\n", 2, 1, 1},
       {"while a path is asked for", "2\n", 1, 0, 1},
+      {"0>/dev/null", "", 1, 1, 0},  // a read error (EBADF, as on a closed descriptor) is an end too
   };
   for (auto const& c : cases) {
-    ChildResult result = RunZyn({"-c", command, ZYN_EXE_PATH, cd1, report}, {}, "", "/bin/sh", c.input);
+    std::string closed = c.name[0] == '0' ? c.name : "";
+    ChildResult result = RunZyn({"-c", command, ZYN_EXE_PATH, cd1, report, closed}, {}, "", "/bin/sh", c.input);
     EXPECT_TRUE(EndsWith(result.out, "\nstatus 2\n")) << c.name;
     EXPECT_EQ(Count(result.out, "\nWrong CD at"), c.prompts) << c.name;
     EXPECT_EQ(Count(result.out, "Unknow response value : ["), c.wrongAnswers) << c.name;

@@ -78,6 +78,12 @@ std::vector<F> Moved(std::vector<long long> const& deltas) {
   for (size_t i = 0; i < deltas.size(); ++i) files.push_back({"/" + std::to_string(i), T + deltas[i]});
   return files;
 }
+// `count` unmoved files, the last renamed.
+std::vector<F> Renamed(size_t count) {
+  std::vector<F> files = Moved(std::vector<long long>(count));
+  files.back().path = "/x";
+  return files;
+}
 
 TEST(MediaCompare, WordsEachDifferenceAndJudgesTimesAgainstCommonShifts) {
   const std::vector<F> ab = {{"/a", T}, {"/b", T}};
@@ -122,6 +128,9 @@ TEST(MediaCompare, WordsEachDifferenceAndJudgesTimesAgainstCommonShifts) {
        Line(1, "/a", "File's timedata corrupted  retrieved " + std::to_string(T) + " expected")},
       {"hashes compared whole", {{{"/a", T, "hh"}, {"/b", T, "H"}}}, {{{"/a", T}, {"/b", T}}}, {},
        Line(1, "/a", "File's content corrupted h retrieved hh expected") + Line(1, "/b", "File's content corrupted h retrieved H expected")},
+      {"a root TXT is no TOC", {Steady({{"/TOC", T}, {"/TXT", T}})}, {Steady({{"/TOC", T}, {"/TXT", T + 50}})}, {}, Time(1, "/TXT", T + 50)},
+      {"a full power of two of files, one renamed", {Moved(std::vector<long long>(16))}, {Renamed(16)}, {}, Missing(1, "/15") + Unexpected(1, "/x")},
+      {"twice as many", {Moved(std::vector<long long>(32))}, {Renamed(32)}, {}, Missing(1, "/31") + Unexpected(1, "/x")},
       // clang-format on
   };
   for (auto const& c : cases) EXPECT_EQ(Compare(Media(c.reference), Media(c.current), c.cds), c.expected) << c.name;

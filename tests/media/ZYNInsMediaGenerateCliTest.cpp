@@ -268,8 +268,9 @@ TEST(ZYNInsMediaGenerateCli, InputsThatAreNoRegularFileCountAsMissing) {
   }
 }
 
-// A link planted at a tag's place is replaced, its target untouched; a rewrite that can't
-// finish (here: no file may grow) leaves the good reference whole and nothing beside it.
+// A link planted at a tag's place is replaced, its target untouched; a reference keeps
+// its mode under a umask that would narrow it. A rewrite that can't finish (no file may
+// grow, the flush to disk fails) leaves the good reference whole and nothing beside it.
 TEST(ZYNInsMediaGenerateCli, WritesReplaceWholeFilesOrNothing) {
   Media media(kTwoVolumes);
   std::string cd1 = media.Path("1");
@@ -280,15 +281,50 @@ TEST(ZYNInsMediaGenerateCli, WritesReplaceWholeFilesOrNothing) {
   EXPECT_EQ("keep", media.tree.Read("victim"));
   EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(media.Path("2/0data/MediaContent.xml"))));
   EXPECT_EQ(ZYNAdmSealRight, ParsedSealCheck(media.Path("2/0data/MediaContent.xml")));
+  chmod((cd1 + "/0data/MediaContent.xml").c_str(), 0604);
+  std::string rel = media.tree.File("rel.xml", "<R>" + std::string(300000, 'x') + "</R>");
+  std::vector<std::string> generate = {ZYN_EXE_PATH, "-generate", "-quiet", "-CD1Path", cd1, "-relinfo", rel};
+  generate.insert(generate.begin(), {"-c", "umask 077; exec \"$0\" \"$@\""});
+  ASSERT_EQ(0, RunZyn(generate, {}, "", "/bin/sh").status);
+  EXPECT_EQ(0604u, media.tree.Mode("media/1/0data/MediaContent.xml"));
 
   std::string good = media.tree.Read("media/1/0data/MediaContent.xml");
   media.tree.File("media/1/TOC", "abc");
-  std::string noGrowth = "trap '' XFSZ; ulimit -f 0; exec \"$0\" \"$@\"";
-  ChildResult r = RunZyn({"-c", noGrowth, ZYN_EXE_PATH, "-generate", "-CD1Path", cd1}, {}, "", "/bin/sh");
-  EXPECT_EQ(2, r.status);
-  EXPECT_NE(std::string::npos, r.out.find("Unable to write to \"" + cd1 + "/0data/MediaContent.xml\""));
-  EXPECT_EQ(good, media.tree.Read("media/1/0data/MediaContent.xml"));
-  EXPECT_EQ(2, std::distance(fs::directory_iterator(cd1 + "/0data"), {}));  // info.bin and the reference
+  const std::vector<std::string> faults[] = {
+      {"/bin/sh", "-c", "trap '' XFSZ; ulimit -f 0; exec \"$0\" \"$@\""},
+      {"/usr/bin/strace", "-qq", "-o", "/dev/null", "-e", "trace=fsync", "-e", "inject=fsync:error=EIO"},
+  };
+  for (auto const& fault : faults) {
+    std::vector<std::string> args(fault.begin() + 1, fault.end());
+    args.insert(args.end(), generate.begin() + 2, generate.end());
+    EXPECT_EQ(2, RunZyn(args, {"ASAN_OPTIONS=detect_leaks=0"}, "", fault[0]).status) << fault.back();
+    EXPECT_EQ(good, media.tree.Read("media/1/0data/MediaContent.xml")) << fault.back();
+    EXPECT_EQ(2, std::distance(fs::directory_iterator(cd1 + "/0data"), {}));  // info.bin and the reference
+  }
+}
+
+// A file planted at the temporary name while the rewrite is held at its create (the name
+// read from the held program's memory) is left alone: the rewrite takes another name. The
+// volume is empty, so that no file's digest can change which call the create is.
+TEST(ZYNInsMediaGenerateCli, RewriteNeverTakesAFilePlantedAtItsTemporaryName) {
+  if (access("/usr/bin/strace", X_OK) != 0 || geteuid() != 0) GTEST_SKIP() << "strace and root needed";
+  ZYNTestTempTree tree;
+  tree.Dir("1");
+  const std::string script =
+      "g() { $4 strace -qq -o \"$1\" -e trace=openat $2 \"$0\" -generate -quiet -CD1Path \"$3\"; }; g /dev/null '' "
+      "\"$1\" "
+      "&& g \"$2\" '' \"$1\" && k=$(grep -n '~\"' \"$2\" | head -n1 | cut -d: -f1) || exit 9; "
+      "g /dev/null \"-e inject=openat:delay_enter=300000:when=$k\" \"$1\" exec & s=$!; n=; until [ \"${n%\\~}\" != "
+      "\"$n\" "
+      "]; "
+      "do c=$(cat /proc/$s/task/$s/children 2>/dev/null); set -- $(cat /proc/${c%% *}/syscall 2>/dev/null) 0 0 0; "
+      "[ \"$1\" = 257 ] && n=$(dd if=/proc/${c%% *}/mem bs=4096 skip=$(($3 / 4096)) count=2 2>/dev/null | "
+      "tail -c +$(($3 % 4096 + 1)) | tr '\\0' '\\n' | head -n1); done; echo planted > \"$n\"; wait $s; "
+      "echo \"status $?\"; cat \"$n\"";
+  ChildResult r = RunZyn({"-s", "KILL", "60", "/bin/sh", "-c", script, ZYN_EXE_PATH, tree.Path("1"), tree.Path("log")},
+                         {"ASAN_OPTIONS=detect_leaks=0"}, "", "/usr/bin/timeout");
+  EXPECT_EQ("status 0\nplanted\n", r.out);
+  EXPECT_EQ(ZYNAdmSealRight, ParsedSealCheck(tree.Path("1/0data/MediaContent.xml")));
 }
 
 // A read fault where the end of the file would close the document cleanly.

@@ -10,6 +10,7 @@
 #include "ZYNAdmXmlHash.h"
 #include "ZYNAdmXmlOutputFormatter.h"
 #include "ZYNAdmXmlParser.h"
+#include "support/ZYNTestTempTree.h"
 
 using xmltest::RecordingStream;
 
@@ -117,6 +118,37 @@ TEST(XmlRoundTrip, PackedAndPlainValuesReadBackUnitForUnit) {
     EXPECT_EQ(bytes, sWrite(element, false));  // the same once every value is a string
     EXPECT_EQ(bytes, sWrite(read, false));
     EXPECT_NE(bytes, sWrite(clone, false));
+  }
+}
+
+// The units at the edges of each class the eight- and sixteen-unit steps test (hex digits,
+// escapes, quotes, controls, bytes beyond ASCII), at every offset inside and across a
+// step: in a run of hex digits, in a plain run, and a `'` with a `"` after it.
+TEST(XmlRoundTrip, EdgeUnitsAtEveryOffsetReadBack) {
+  const std::u16string probes = u"g/:`G@\t\r\"'<&>\x7F\x80\xFF\x100\x800";
+  std::vector<std::u16string> values;
+  for (size_t length = 1; length <= 40; ++length) {
+    std::u16string hex, plain(length, u'x');
+    for (size_t i = 0; i < length; ++i) hex += u"0123456789abcdef"[i % 16];
+    for (size_t at = 0; at < length; ++at) {
+      for (char16_t probe : probes) {
+        for (std::u16string value : {hex, plain}) values.push_back(value.replace(at, 1, 1, probe));
+      }
+      for (size_t later = at + 1; later < length; ++later) {
+        values.push_back(plain);
+        values.back()[at] = u'\'';
+        values.back()[later] = u'"';
+      }
+    }
+  }
+  for (std::u16string const& units : values) {
+    DString value(reinterpret_cast<const unsigned short*>(units.data()), static_cast<int>(units.size()));
+    ZYNAdmXmlElement element(L"e");
+    element.SetAttributeValue(L"v", value);
+    ASSERT_TRUE(sSameUnits(value, element.GetAttributeValue(L"v"))) << ZYNTestS(value);
+    const std::string bytes = sWrite(element, false);
+    ASSERT_TRUE(sSameUnits(value, sParse(bytes).GetAttributeValue(L"v"))) << bytes;
+    ASSERT_EQ(bytes.find_first_of("\t\n\r"), std::string::npos) << bytes;  // kept raw, a reader would change them
   }
 }
 
