@@ -303,30 +303,6 @@ TEST(ZYNInsMediaGenerateCli, WritesReplaceWholeFilesOrNothing) {
   }
 }
 
-// A file planted at the temporary name while the rewrite is held at its create (the name
-// read from the held program's memory) is left alone: the rewrite takes another name. The
-// volume is empty, so that no file's digest can change which call the create is.
-TEST(ZYNInsMediaGenerateCli, RewriteNeverTakesAFilePlantedAtItsTemporaryName) {
-  if (access("/usr/bin/strace", X_OK) != 0 || geteuid() != 0) GTEST_SKIP() << "strace and root needed";
-  ZYNTestTempTree tree;
-  tree.Dir("1");
-  const std::string script =
-      "g() { $4 strace -qq -o \"$1\" -e trace=openat $2 \"$0\" -generate -quiet -CD1Path \"$3\"; }; g /dev/null '' "
-      "\"$1\" "
-      "&& g \"$2\" '' \"$1\" && k=$(grep -n '~\"' \"$2\" | head -n1 | cut -d: -f1) || exit 9; "
-      "g /dev/null \"-e inject=openat:delay_enter=300000:when=$k\" \"$1\" exec & s=$!; n=; until [ \"${n%\\~}\" != "
-      "\"$n\" "
-      "]; "
-      "do c=$(cat /proc/$s/task/$s/children 2>/dev/null); set -- $(cat /proc/${c%% *}/syscall 2>/dev/null) 0 0 0; "
-      "[ \"$1\" = 257 ] && n=$(dd if=/proc/${c%% *}/mem bs=4096 skip=$(($3 / 4096)) count=2 2>/dev/null | "
-      "tail -c +$(($3 % 4096 + 1)) | tr '\\0' '\\n' | head -n1); done; echo planted > \"$n\"; wait $s; "
-      "echo \"status $?\"; cat \"$n\"";
-  ChildResult r = RunZyn({"-s", "KILL", "60", "/bin/sh", "-c", script, ZYN_EXE_PATH, tree.Path("1"), tree.Path("log")},
-                         {"ASAN_OPTIONS=detect_leaks=0"}, "", "/usr/bin/timeout");
-  EXPECT_EQ("status 0\nplanted\n", r.out);
-  EXPECT_EQ(ZYNAdmSealRight, ParsedSealCheck(tree.Path("1/0data/MediaContent.xml")));
-}
-
 // A read fault where the end of the file would close the document cleanly.
 TEST(ZYNInsMediaGenerateCli, ReadFaultIsAnAccessFailureNotTheEnd) {
   if (access("/usr/bin/strace", X_OK) != 0) GTEST_SKIP() << "no strace";
