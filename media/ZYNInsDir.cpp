@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
+#include <cstdlib>
 #include <cstring>
 
 #include "DStrings.h"
@@ -115,6 +117,36 @@ DString ZYNInsDir::GetExecutableFullPath(DString argv0) {
     result.Append(argv0);
   }
   return result;
+}
+
+// The real path of a link, "/" + ... form; the path itself where it can't be resolved.
+static DString sResolved(DString const& path) {
+  ZYNAdmNarrowText narrow(path);
+  if (narrow.IsNull()) return path;
+  struct stat status;
+  if (lstat(narrow.Get(), &status) != 0 || !S_ISLNK(status.st_mode)) return path;
+  char resolved[PATH_MAX];
+  if (realpath(narrow.Get(), resolved) == nullptr) return path;
+  return ZYNAdmCodePage::ConvertStrToUcs(resolved);
+}
+
+DString ZYNInsDir::Normalise(DString path) {
+  if (path.IsEmpty() || path[0] != L'/') return path;
+  DStrings parts;
+  path.Split(DString(L"/"), parts);
+  DString result;
+  for (int i = 0; i < parts.GetLength(); ++i) {
+    DString const& part = *parts.GetAsPtr(i);
+    if (part.IsEmpty() || part == DString(L".")) continue;
+    if (part != DString(L"..")) {
+      result.Append(DString(L"/"), part);
+      continue;
+    }
+    result = sResolved(result);
+    int at = sLastSeparator(result);
+    result = at <= 0 ? DString() : result.SubStringD(0, at);
+  }
+  return result.IsEmpty() ? DString(L"/") : result;
 }
 
 int ZYNInsDir::Access(DString path, int mode) {

@@ -21,6 +21,9 @@ class ZYNInsDir {
   // Appends bare names in directory order; always true, a failure stays on the stack.
   static bool List(DString path, DStrings& names, bool includeDirectories, bool recursive);
   static DString GetExecutableFullPath(DString argv0);
+  // An absolute path without "." and ".." in it, naming what the kernel would reach:
+  // ".." behind a link leaves the link's target. Relative paths come back as given.
+  static DString Normalise(DString path);
   // 0, or what access() gave after pushing its message; -1 silently if unconvertible.
   static int Access(DString path, int mode);
   static DString GetTemporaryPath();
