@@ -35,6 +35,13 @@ bool ZYNInsMediaCheckerOptions::_HasBeenDuplicated = false;
 bool ZYNInsMediaCheckerOptions::_reportIsDevice = false;
 int ZYNInsMediaCheckerOptions::_AM_CDindex = 0;
 
+// The project's version, given by the build; "--version" prints it.
+#ifndef ZYN_VERSION
+#define ZYN_VERSION "0"
+#endif
+#define ZYN_WIDE_TEXT(text) L"" text
+#define ZYN_VERSION_TEXT ZYN_WIDE_TEXT(ZYN_VERSION)
+
 static const wchar_t S_Where[] = L"{ZYNInsMediaCheckerOptions::ProcessOptions}";
 
 // Every refusal has the same shape: its debug line (if any), its record, result 1.
@@ -155,8 +162,12 @@ int ZYNInsMediaCheckerOptions::ProcessOptions(DStrings args) {
     PrintHelp(true);
     return ZYNInsOptionsHelpShown;
   }
-  if (sHas(args, L"-h") || sHas(args, L"/?")) {
+  if (sHas(args, L"-h") || sHas(args, L"/?") || sHas(args, L"--help")) {
     PrintHelp(false);
+    return ZYNInsOptionsHelpShown;
+  }
+  if (sHas(args, L"--version")) {
+    ZYNInsMsg::TracePrint(DString(L"ZYNInsMediaCheck " ZYN_VERSION_TEXT L"\n"));
     return ZYNInsOptionsHelpShown;
   }
   if (sTakeFlag(args, L"-nogui")) _gui = false;

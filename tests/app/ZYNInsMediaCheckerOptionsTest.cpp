@@ -58,4 +58,30 @@ TEST_F(MediaWithItsExecutable, StartedFromTheMediaByAnyPathChecksIt) {
   }
 }
 
+// The long forms answer as help does, ahead of anything else on the line; a near miss
+// stays an invalid argument.
+TEST(LongOptions, HelpAndVersionAnswerAndEndWithZero) {
+  const std::string help = RunZyn({"-h"}).out;
+  ASSERT_EQ(help.find("Zynthar Media checker tools.\n"), 0u);
+  const std::string version = "ZYNInsMediaCheck " ZYN_VERSION "\n";
+  const struct {
+    std::vector<std::string> args;
+    std::string out;
+    int status;
+  } cases[] = {
+      {{"--help"}, help, 0},
+      {{"-quiet", "--help", "-bogus"}, help, 0},
+      {{"--version"}, version, 0},
+      {{"-cds", "x", "--version", "-quiet"}, version, 0},
+      {{"--help", "--version"}, help, 0},
+      {{"--helpx", "-quiet"}, "", 2},
+      {{"--Version", "-quiet"}, "", 2},
+  };
+  for (auto const& c : cases) {
+    ChildResult r = RunZyn(c.args);
+    EXPECT_EQ(r.out, c.out) << c.args[0];
+    EXPECT_EQ(r.status, c.status) << c.args[0];
+  }
+}
+
 }  // namespace
