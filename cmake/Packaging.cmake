@@ -4,7 +4,11 @@ set(ZYN_DATA_DIR ${CMAKE_INSTALL_DATADIR}/zyninsmediacheck)
 set(ZYN_DOC_DIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/zyninsmediacheck)
 
 install(TARGETS ZYNInsMediaCheck RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-# The tool finds the table through QRTReffilesPath=<prefix>/share/zyninsmediacheck/reffiles.
+# Without QRTReffilesPath or QRTInstallPath, the tool reads the table installed beside it:
+# the data folder seen from the folder of the executable, so that any prefix works.
+file(RELATIVE_PATH ZYN_BIN_TO_DATA /${CMAKE_INSTALL_BINDIR} /${ZYN_DATA_DIR}/reffiles)
+set_property(SOURCE ${PROJECT_SOURCE_DIR}/SystemTS/QRTSysTS00.m/src/ZYNSysNLSCore.cpp APPEND PROPERTY
+  COMPILE_DEFINITIONS ZYN_INSTALLED_REFFILES="${ZYN_BIN_TO_DATA}")
 install(FILES reffiles/NLS/SUPPLANG_K6 DESTINATION ${ZYN_DATA_DIR}/reffiles/NLS)
 install(FILES man/ZYNInsMediaCheck.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES README.md DESTINATION ${ZYN_DOC_DIR})

@@ -22,11 +22,13 @@ done
 help=$("$exe" -h) || fail "-h gave status $?"
 [ "${help%%$'\n'*}" = "Zynthar Media checker tools." ] || fail "-h printed: $help"
 
-# A UTF-8 name is recorded as the same text only when the installed table is found.
+# A UTF-8 name is recorded as the same text only when the installed table is found,
+# which the tool does by itself, with no variable naming it.
 cp -R "$source/sample/media" media
 name=$(printf 'caf\303\251.txt')
 echo text >"media/2/$name"
-export LC_ALL=C.UTF-8 LANG=C.UTF-8 QRTReffilesPath=$usr/share/zyninsmediacheck/reffiles
+unset QRTReffilesPath QRTInstallPath
+export LC_ALL=C.UTF-8 LANG=C.UTF-8
 "$exe" -generate -CD1Path "$scratch/media/1" -relinfo "$source/sample/release-info.xml" -quiet ||
   fail "generate gave status $?"
 grep -q "path=\"/$name\"" media/1/0data/MediaContent.xml || fail "$name not recorded as text"
