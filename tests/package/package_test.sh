@@ -16,9 +16,11 @@ deb=$(echo "$scratch"/pkg/*.deb)
 dpkg-deb -f "$deb" Depends | grep -q libc6 || fail "Depends lacks libc6"
 dpkg-deb -x "$deb" "$scratch/root" || fail "dpkg-deb -x"
 usr=$scratch/root/usr exe=$usr/bin/ZYNInsMediaCheck
-for file in share/man/man1/ZYNInsMediaCheck.1 share/doc/zyninsmediacheck/README.md; do
+for file in share/man/man1/ZYNInsMediaCheck.1.gz share/doc/zyninsmediacheck/README.md \
+  share/doc/zyninsmediacheck/copyright share/doc/zyninsmediacheck/changelog.gz; do
   [ -f "$usr/$file" ] || fail "$file not installed"
 done
+[ ! -e "$usr/share/doc/zyninsmediacheck/architecture.md" ] || fail "design notes installed"
 help=$("$exe" -h) || fail "-h gave status $?"
 [ "${help%%$'\n'*}" = "Zynthar Media checker tools." ] || fail "-h printed: $help"
 
