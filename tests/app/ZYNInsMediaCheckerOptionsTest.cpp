@@ -4,6 +4,7 @@
 
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/ChildProcess.h"
@@ -13,48 +14,33 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A media whose volume 1 carries the executable two folders below its root, as a disc
-// does, generated with it in place.
-class MediaWithItsExecutable : public ::testing::Test {
- protected:
-  void SetUp() override {
-    fs::create_directories(tree.Path("media/1/tools/bin"));
-    fs::create_directories(tree.Path("media/2"));
-    tree.File("media/1/setup", "a");
-    tree.File("media/2/data", "b");
-    fs::copy_file(ZYN_EXE_PATH, exe);
-    ChildResult r = RunZyn({"-generate", "-quiet", "-CD1Path", tree.Path("media/1")});
-    ASSERT_EQ(r.status, 0) << r.out;
-  }
-  ZYNTestTempTree tree;
-  std::string exe = tree.Path("media/1/tools/bin/ZYNInsMediaCheck");
-};
-
-// Run from volume 1's root (whose own "0data" is no Assembly Media) and through "..":
+// Started from the media, with the executable two folders below volume 1's root as on a
+// disc: from that root (whose own "0data" is no Assembly Media) and through "..",
 // volume 1 is found, named without "." or "..", and the media passes.
-TEST_F(MediaWithItsExecutable, StartedFromTheMediaByAnyPathChecksIt) {
-  const struct {
-    char const* cwd;  // below volume 1
-    char const* program;
-  } cases[] = {
+TEST(MediaWithItsExecutable, StartedFromTheMediaByAnyPathChecksIt) {
+  ZYNTestTempTree tree;
+  const std::string volume1 = tree.Path("media/1"), report = tree.Path("report.xml");
+  fs::create_directories(volume1 + "/tools/bin");
+  fs::create_directories(tree.Path("media/2"));
+  tree.File("media/2/data", "b");
+  fs::copy_file(ZYN_EXE_PATH, volume1 + "/tools/bin/ZYNInsMediaCheck");
+  ASSERT_EQ(RunZyn({"-generate", "-quiet", "-CD1Path", volume1}).status, 0);
+  const std::pair<char const*, char const*> cases[] = {
       {"", "./tools/bin/ZYNInsMediaCheck"},
       {"", "tools/bin/ZYNInsMediaCheck"},
       {"", "./tools/../tools/bin/./ZYNInsMediaCheck"},
-      {"tools", "../tools/bin/ZYNInsMediaCheck"},
-      {"tools/bin", "./ZYNInsMediaCheck"},
-      {"tools/bin", "../../tools/bin/ZYNInsMediaCheck"},
+      {"/tools", "../tools/bin/ZYNInsMediaCheck"},
+      {"/tools/bin", "./ZYNInsMediaCheck"},
+      {"/tools/bin", "../../tools/bin/ZYNInsMediaCheck"},
   };
-  const std::string volume1 = tree.Path("media/1");
   for (auto const& c : cases) {
-    std::string report = tree.Path("report.xml");
-    ChildResult r = RunZyn({"-xml", report}, {}, volume1 + (*c.cwd != 0 ? "/" : "") + c.cwd, c.program);
-    std::string label = std::string(c.cwd) + " " + c.program;
+    ChildResult r = RunZyn({"-xml", report}, {}, volume1 + c.first, c.second);
     EXPECT_EQ(r.out.find("{Checker Mode}\n{CD to check : all}\n{Custom Xml report file : " + report +
                          "}\n{CD1 path : " + volume1 + "}\n"),
               0u)
-        << label << r.out;
-    EXPECT_NE(r.out.find("Status: PASSED"), std::string::npos) << label << r.out;
-    EXPECT_EQ(r.status, 0) << label;
+        << c.first << " " << c.second << r.out;
+    EXPECT_NE(r.out.find("Status: PASSED"), std::string::npos) << c.second << r.out;
+    EXPECT_EQ(r.status, 0) << c.first << " " << c.second;
   }
 }
 
