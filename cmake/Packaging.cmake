@@ -37,8 +37,10 @@ if(NOT ZYN_SANITIZE AND CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSi
   target_link_options(ZYNInsMediaCheck PRIVATE -Wl,-z,relro,-z,now)
 endif()
 # The compiler's version notes (.comment) are no part of a shipped binary; strip keeps them.
-add_custom_command(TARGET ZYNInsMediaCheck POST_BUILD
-  COMMAND ${CMAKE_OBJCOPY} --remove-section=.comment $<TARGET_FILE:ZYNInsMediaCheck> VERBATIM)
+if(CMAKE_OBJCOPY)
+  add_custom_command(TARGET ZYNInsMediaCheck POST_BUILD
+    COMMAND ${CMAKE_OBJCOPY} --remove-section=.comment $<TARGET_FILE:ZYNInsMediaCheck> VERBATIM)
+endif()
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME zyninsmediacheck)
