@@ -42,6 +42,13 @@ bool ZYNInsMediaCheckerOptions::_reportIsDevice = false;
 int ZYNInsMediaCheckerOptions::_AM_CDindex = 0;
 bool ZYNInsMediaCheckerOptions::_hasSignComment = false;
 
+// The project's version, given by the build; "--version" prints it.
+#ifndef ZYN_VERSION
+#define ZYN_VERSION "0"
+#endif
+#define ZYN_WIDE_TEXT(text) L"" text
+#define ZYN_VERSION_TEXT ZYN_WIDE_TEXT(ZYN_VERSION)
+
 static const wchar_t S_Where[] = L"{ZYNInsMediaCheckerOptions::ProcessOptions}";
 
 // Every refusal has the same shape: its debug line (if any), its record, result 1.
@@ -182,8 +189,12 @@ int ZYNInsMediaCheckerOptions::ProcessOptions(DStrings args) {
     PrintHelp(true);
     return ZYNInsOptionsHelpShown;
   }
-  if (sHas(args, L"-h") || sHas(args, L"/?")) {
+  if (sHas(args, L"-h") || sHas(args, L"/?") || sHas(args, L"--help")) {
     PrintHelp(false);
+    return ZYNInsOptionsHelpShown;
+  }
+  if (sHas(args, L"--version")) {
+    ZYNInsMsg::TracePrint(DString(L"ZYNInsMediaCheck " ZYN_VERSION_TEXT L"\n"));
     return ZYNInsOptionsHelpShown;
   }
   if (sTakeFlag(args, L"-nogui")) _gui = false;
@@ -247,11 +258,13 @@ int ZYNInsMediaCheckerOptions::_TakeValues(DStrings& args, DString const& progra
   taken = sTakeValue(args, L"-CD1Path", _CD1Path);
   if (taken < 0) return sMissingValue(L"-CD1Path");
   if (taken > 0) return 0;
-  // The executable of a media stands two folders below the root of volume 1.
+  // The executable of a media stands two folders below the root of volume 1. A path
+  // typed through ".." ("../tools/bin/...") would leave ".." in the volume's path.
   DString executable = ZYNInsDir::GetExecutableFullPath(programPath);
   if (executable.IsEmpty()) {
     return sFail(DString(S_Where) + L"Fail to resolve current Exe path !", DString(L"-CD1Path: missing value(s)"));
   }
+  executable = ZYNInsDir::Normalise(executable);
   _CD1Path = ZYNInsDir::GetParentDir(ZYNInsDir::GetParentDir(ZYNInsDir::GetParentDir(executable)));
   return 0;
 }
@@ -374,13 +387,15 @@ static bool sIsVolumeIndexFile(DString const& entry, DString& stem, int& number)
 
 // An Assembly Media has a "0data" folder in an ancestor of volume 1, searched from the
 // parent upwards; volume 1's own "0data" is what any media has, so it isn't tried. The
-// last try is "0data" relative to the working directory; the root's is never tried.
+// last try is the root's "0data" for an absolute path, and the working directory's only
+// for a relative one: run from volume 1's root, that would be volume 1's own.
 int ZYNInsMediaCheckerOptions::_DetectAssemblyMedia() {
   DString parent = ZYNInsDir::GetParentDir(_CD1Path);
   if (parent.IsEmpty()) return 0;
+  DString top(_CD1Path[0] == L'/' ? L"/0data" : L"0data");
   DString zeroData;
   for (;;) {
-    zeroData = parent.IsEmpty() ? DString(L"0data") : parent + L"/" + L"0data";
+    zeroData = parent.IsEmpty() ? top : parent + L"/" + L"0data";
     if (ZYNInsDir::Access(zeroData, 0) == 0) break;
     if (parent.IsEmpty()) return 0;
     parent = ZYNInsDir::GetParentDir(parent);

@@ -7,8 +7,8 @@
 // Results of ProcessOptions.
 enum ZYNInsOptionsResult {
   ZYNInsOptionsGoOn = 0,
-  ZYNInsOptionsRefused = 1,  // reason on the error stack
-  ZYNInsOptionsHelpShown = 2,
+  ZYNInsOptionsRefused = 1,    // reason on the error stack
+  ZYNInsOptionsHelpShown = 2,  // the help or the version was printed
 };
 
 // The run's parameters, parsed once from the command line and kept to the exit. Also

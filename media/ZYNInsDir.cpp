@@ -5,7 +5,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
+#include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "DStrings.h"
 #include "ZYNAdmCodePage.h"
@@ -117,6 +120,36 @@ DString ZYNInsDir::GetExecutableFullPath(DString argv0) {
   return result;
 }
 
+// The real path of a link, "/" + ... form; the path itself where it can't be resolved.
+static DString sResolved(DString const& path) {
+  ZYNAdmNarrowText narrow(path);
+  if (narrow.IsNull()) return path;
+  struct stat status;
+  if (lstat(narrow.Get(), &status) != 0 || !S_ISLNK(status.st_mode)) return path;
+  char resolved[PATH_MAX];
+  if (realpath(narrow.Get(), resolved) == nullptr) return path;
+  return ZYNAdmCodePage::ConvertStrToUcs(resolved);
+}
+
+DString ZYNInsDir::Normalise(DString path) {
+  if (path.IsEmpty() || path[0] != L'/') return path;
+  DStrings parts;
+  path.Split(DString(L"/"), parts);
+  DString result;
+  for (int i = 0; i < parts.GetLength(); ++i) {
+    DString const& part = *parts.GetAsPtr(i);
+    if (part.IsEmpty() || part == DString(L".")) continue;
+    if (part != DString(L"..")) {
+      result.Append(DString(L"/"), part);
+      continue;
+    }
+    result = sResolved(result);
+    int at = sLastSeparator(result);
+    result = at <= 0 ? DString() : result.SubStringD(0, at);
+  }
+  return result.IsEmpty() ? DString(L"/") : result;
+}
+
 int ZYNInsDir::Access(DString path, int mode) {
   ZYNAdmNarrowText narrow(path);
   if (narrow.IsNull()) return -1;
@@ -145,10 +178,47 @@ DString ZYNInsDir::GetTemporaryPath() {
   return chosen;
 }
 
+// The file object knows absolute paths only: a relative one is taken from the working
+// directory, as the system calls take it.
+static DString sAbsolute(DString const& path) {
+  if (path.IsEmpty() || path[0] == L'/') return path;
+  char buffer[PATH_MAX];
+  if (getcwd(buffer, sizeof buffer) == nullptr) return path;
+  DString absolute = ZYNAdmCodePage::ConvertStrToUcs(buffer);
+  absolute.Append(DString(L"/"), path);
+  return absolute;
+}
+
 bool ZYNInsDir::CreateDir(DString path) {
-  ZYNAdmFile directory(path, ZYNAdmFile::TypeDirectory, 0);
+  ZYNAdmFile directory(sAbsolute(path), ZYNAdmFile::TypeDirectory, 0);
   if (directory.Access(0) >= 0) return true;
   return directory.MkDirs(0) >= 0;
+}
+
+int ZYNInsDir::CanWriteIn(DString folder) {
+  ZYNAdmNarrowText narrow(folder);
+  if (narrow.IsNull()) return ZYNInsFolderCannotBeMade;
+  std::string path = narrow.Get();
+  bool itself = true;
+  for (;;) {
+    struct stat status;
+    if (stat(path.empty() ? "/" : path.c_str(), &status) == 0) {
+      if (!S_ISDIR(status.st_mode)) return ZYNInsFolderCannotBeMade;
+      bool writable = access(path.empty() ? "/" : path.c_str(), W_OK | X_OK) == 0;
+      if (itself) return writable ? ZYNInsFolderWritable : ZYNInsFolderNotWritable;
+      return writable ? ZYNInsFolderWritable : ZYNInsFolderCannotBeMade;
+    }
+    // Only a name that isn't there yet can be made.
+    if (errno != ENOENT) return ZYNInsFolderCannotBeMade;
+    size_t slash = path.find_last_of('/');
+    if (slash == std::string::npos) {
+      if (path == ".") return ZYNInsFolderCannotBeMade;
+      path = ".";
+    } else {
+      path.erase(slash);
+    }
+    itself = false;
+  }
 }
 
 FILE* ZYNInsDir::FOpen(DString path, DString mode) {

@@ -20,6 +20,7 @@
 #include "DStrings.h"
 #include "QRTWorkers.h"
 #include "ZYNAdmError.h"
+#include "ZYNAdmNameReadings.h"
 #include "ZYNAdmOutputStreamBuffer.h"
 #include "ZYNAdmXmlElement.h"
 #include "ZYNAdmXmlParser.h"
@@ -277,6 +278,20 @@ static std::vector<VolumePair> sPairVolumes(ZYNAdmXmlElement const& reference, Z
 
 static const unsigned short S_Toc[] = {'/', 'T', 'O', 'C'};
 
+// A name read on a machine with other settings (language table, locale) is recorded as
+// another text of the same bytes: the file is there if the volume holds the text that
+// the bytes give here. Only a path not found as recorded comes this way.
+static int sFindUnderOtherReading(ScannedVolume const& scanned, Units path, ZYNInsFileFields& probe) {
+  DStrings others;
+  ZYNAdmNameReadings::Others(DString(path.at, path.length), others);
+  for (int i = 0; i < others.GetLength(); ++i) {
+    DString const& other = *others.GetAsPtr(i);
+    int slot = scanned.Find(Units{other.ConvertToUCChar(), other.Length()}, probe);
+    if (slot >= 0) return slot;
+  }
+  return -1;
+}
+
 // Pass 0: files gone and altered content, and the time differences of every file.
 static void sFindMissingAndAltered(std::vector<VolumePair>& pairs, Names const& names, DString& errors,
                                    std::vector<long long>& deltas) {
@@ -299,6 +314,7 @@ static void sFindMissingAndAltered(std::vector<VolumePair>& pairs, Names const& 
         expected.Read(pair.children[pair.files[i]]);
         Look& look = looks[i];
         look.slot = pair.scanned.Find(expected.path, fields[2]);
+        if (look.slot < 0) look.slot = sFindUnderOtherReading(pair.scanned, expected.path, fields[2]);
         look.match = pair.scanned.First(look.slot);
         found.Read(look.match, ZYNInsFileFields::kHash | ZYNInsFileFields::kTimestamp);
         look.seconds = expected.Seconds();

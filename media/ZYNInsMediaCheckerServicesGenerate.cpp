@@ -80,6 +80,29 @@ static int sWriteVolumeTag(ZYNAdmXmlElement& volume, int cdIndex, DString const&
   return 0;
 }
 
+static DString sCannotMake(DString const& path) { return DString(L"Fail to create folders for : ") + path; }
+
+// The references are written after a scan that may take long: a folder that can't be
+// made or written fails now, in the words its failure would have had then. Empty when
+// every folder will do. A folder list that can't be read is the scan's to report: the
+// records of this look are taken off again, so that the scan's message comes once.
+static DString sUnwritableOutput(DString const& base) {
+  int before = ZYNAdmError::GetStackSize();
+  DStrings names;
+  if (Services::GetCDsList(names) != 1) {
+    while (ZYNAdmError::GetStackSize() > before) ZYNAdmError::Pop();
+    return DString();
+  }
+  int count = names.GetLength() > 0 ? names.GetLength() : 1;
+  for (int i = 1; i <= count; ++i) {
+    DString path = Services::GetRefFilePath(base, i);
+    int state = ZYNInsDir::CanWriteIn(ZYNInsDir::GetParentDir(path));
+    if (state == ZYNInsFolderCannotBeMade) return sCannotMake(path);
+    if (state == ZYNInsFolderNotWritable) return sUnableToWrite(path);
+  }
+  return DString();
+}
+
 int ZYNInsMediaCheckerServices::GenerateMode() {
   ZYNInsMsg::Debug(DString(L"{ZYNInsMediaCheckerServices::GenerateMode}start generation process ..."));
 
@@ -91,6 +114,11 @@ int ZYNInsMediaCheckerServices::GenerateMode() {
         ZYNInsMsg::BuildMsg(DString(L"\n\"/P1\" input file is missing or cannot be accessed"), DStrings(relInfoPath));
     return sFail(message, DString());
   }
+
+  DString base = Options::GetExternalFolder();
+  if (base.IsEmpty()) base = Options::GetCDsPath();
+  DString unwritable = sUnwritableOutput(base);
+  if (!unwritable.IsEmpty()) return sFail(unwritable, DString());
 
   // A wrong passphrase must not cost a scan.
   DString signKey = Options::GetSignKeyFile();
@@ -117,12 +145,9 @@ int ZYNInsMediaCheckerServices::GenerateMode() {
     return 2;
   }
 
-  DString base = Options::GetExternalFolder();
-  if (base.IsEmpty()) base = Options::GetCDsPath();
-
   DString path = GetRefFilePath(base, 1);
   if (!ZYNInsDir::CreateDir(ZYNInsDir::GetParentDir(path))) {
-    return sFail(DString(L"Fail to create folders for : ") + path, DString());
+    return sFail(sCannotMake(path), DString());
   }
   // The reference and the tags replace the old ones together, once all are on disk: a
   // tag that can't be written leaves the old set, not a new reference with old tags.

@@ -130,9 +130,16 @@ void ZYNSysCodePage::ConvertUCS2ToMBCS(unsigned short const* in, int count, char
   (this->*_fromUcs2)(in, count, out, outCount);
 }
 
+static thread_local int S_quietScopes = 0;
+
+ZYNSysCodePageQuiet::ZYNSysCodePageQuiet() { ++S_quietScopes; }
+
+ZYNSysCodePageQuiet::~ZYNSysCodePageQuiet() { --S_quietScopes; }
+
 // Reports an iconv failure the way the caller's situation calls for. True when the
 // conversion must stop because the caller's buffer is full, which is expected.
 static bool sReportToUcs2Failure(int error, bool callerSized, size_t inBytesLeft) {
+  if (S_quietScopes > 0) return error == E2BIG && callerSized;
   if (error == E2BIG) {
     if (callerSized) return true;
     std::fprintf(stderr, "iconv E2BIG error: buffer overflow. InBytesLeft: %llu\n",

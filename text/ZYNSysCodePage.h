@@ -67,4 +67,14 @@ class ZYNSysCodePage {
   bool _latin1 = false;
 };
 
+// While one lives, conversions on this thread print nothing on standard error: for texts
+// tried out rather than read, whose faults are expected and say nothing to the user.
+class ZYNSysCodePageQuiet {
+ public:
+  ZYNSysCodePageQuiet();
+  ~ZYNSysCodePageQuiet();
+  ZYNSysCodePageQuiet(ZYNSysCodePageQuiet const&) = delete;
+  ZYNSysCodePageQuiet& operator=(ZYNSysCodePageQuiet const&) = delete;
+};
+
 #endif

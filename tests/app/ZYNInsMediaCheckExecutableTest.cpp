@@ -43,11 +43,11 @@ class MediaCheckOnTree : public ::testing::Test {
   // The record that the search for an Assembly Media leaves for a folder without "0data".
   static std::string Miss(std::string const& dir) { return dir + "/0data No such file or directory\n\n"; }
   // The records of a search that finds nothing: every ancestor of `rel` up to, not
-  // including, the root, then "0data" of the working directory.
+  // including, the root, then the root's "0data".
   std::string Misses(std::string const& rel) const {
     std::string text;
     for (fs::path dir = rel.empty() ? root : P(rel); dir != "/"; dir = dir.parent_path()) text += Miss(dir.string());
-    return text + "0data No such file or directory\n\n";
+    return text + Miss("");
   }
   ZYNTestTempTree tree;
   std::string root = tree.Root();
@@ -270,12 +270,14 @@ TEST_F(MediaCheckOnTree, RefusesAnAssemblyMediaWithoutVolumeIndex) {
                          " does not contains volume file(s) !") +
                        kPause);
   EXPECT_EQ(r.status, 2);
-  // A "0data" in the working directory makes an Assembly Media of any media, with no index.
-  r = RunZyn({"-CD1Path", P("vol/1")}, {}, P("vol/1"));
-  EXPECT_EQ(r.out,
-            Block(Miss(P("vol")) + Miss(root) + Miss("/tmp") + "Input path is empty\n\nThe given Assembly Media " +
-                  P("vol/1") + " does not contains volume file(s) !") +
-                kPause);
+  // A "0data" in the working directory is volume 1's own when the path is absolute.
+  r = RunZyn({"-CD1Path", P("vol/1"), "-xml", P("r.xml")}, {}, P("vol/1"));
+  EXPECT_EQ(r.out.find("{Checker Mode}\n{CD to check : all}\n"), 0u) << r.out;
+  // A relative path has the working directory among its ancestors: "0data" there counts.
+  r = RunZyn({"-CD1Path", "sub/1"}, {}, P("vol/1"));
+  EXPECT_EQ(r.out, Block(Miss("sub") +
+                         "Input path is empty\n\nThe given Assembly Media sub/1 does not contains volume file(s) !") +
+                       kPause);
 }
 
 TEST_F(MediaCheckOnTree, DerivesVolumeOneFromWhereTheExecutableStands) {

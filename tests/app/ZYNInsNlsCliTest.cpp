@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -80,6 +81,34 @@ TEST_F(NlsOnTree, ErrorMessagesRepeatThePathsUnchanged) {
                            "\n\n\nPress Enter to finish\n")
           << environment.label << " " << name;
       EXPECT_EQ(r.status, 2) << environment.label << " " << name;
+    }
+  }
+}
+
+// The verdict doesn't depend on the settings of the two runs: a media generated under
+// one reading of its names passes a check under any other, and a real rename is still
+// a file missing and one unexpected.
+TEST_F(NlsOnTree, VerdictIsTheSameWhateverTheSettingsOfEitherRun) {
+  const std::string cd1 = root + "/media/1", report = root + "/r.xml";
+  fs::create_directories(cd1);
+  fs::create_directories(root + "/media/2");
+  for (auto const& name : kNames) std::ofstream(cd1 + "/" + name) << name;
+  std::ofstream(root + "/media/2/caf\xC3\xA9 2") << "b";
+  for (auto const& generated : Environments()) {
+    ASSERT_EQ(RunExe({"-generate", "-quiet", "-CD1Path", cd1}, generated).status, 0) << generated.label;
+    for (auto const& checked : Environments()) {
+      std::string label = std::string(generated.label) + " / " + checked.label;
+      ChildResult r = RunExe({"-quiet", "-CD1Path", cd1, "-xml", report}, checked);
+      EXPECT_EQ(r.status, 0) << label;
+      EXPECT_EQ(r.err, "") << label;
+      fs::rename(cd1 + "/" + kNames[0], cd1 + "/cafe");
+      r = RunExe({"-quiet", "-CD1Path", cd1, "-xml", report}, checked);
+      fs::rename(cd1 + "/cafe", cd1 + "/" + kNames[0]);
+      std::ifstream in(report);
+      std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+      EXPECT_EQ(r.status, 1) << label;
+      EXPECT_NE(text.find("File cannot be found on media"), std::string::npos) << label;
+      EXPECT_NE(text.find("[CD1] &quot;/cafe&quot; Unexpected file"), std::string::npos) << label;
     }
   }
 }

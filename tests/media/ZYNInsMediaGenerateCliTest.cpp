@@ -330,3 +330,38 @@ TEST(ZYNInsMediaGenerateCli, CharactersCutByABlockEndSurviveGenerateAndCheck) {
     EXPECT_EQ(0, RunZyn({"-quiet", "-CD1Path", media.Path("1"), "-xml", media.tree.Path("r.xml")}).status) << lead;
   }
 }
+
+// Paths typed relative to the working directory, as the manual's own example has them:
+// references are written where they lead and the texts show them as typed; an output
+// folder that can't be made fails before the scan, with no file line printed.
+TEST(ZYNInsMediaGenerateCli, RelativePathsWorkAndUnwritableOutputFailsBeforeTheScan) {
+  const struct {
+    std::vector<std::string> args;
+    std::string special;  // a file where the case wants one
+    std::string written;  // the reference written, or the message of the failure
+  } cases[] = {
+      {{"-CD1Path", "media/1"}, "", "media/1/0data/MediaContent.xml"},
+      {{"-CD1Path", "media/1", "-refDir", "out/refs"}, "", "out/refs/2/0data/MediaContent.xml"},
+      {{"-CD1Path", "media/1"}, "media/2/0data", "Fail to create folders for : media/2/0data/MediaContent.xml"},
+      {{"-CD1Path", "media/1", "-refDir", "media/1/TOC/refs"},
+       "",
+       "Fail to create folders for : media/1/TOC/refs/1/0data/MediaContent.xml"},
+  };
+  for (auto const& c : cases) {
+    Media media(kTwoVolumes);
+    if (!c.special.empty()) media.tree.File(c.special, "x");
+    std::vector<std::string> args{"-generate"}, check{"-quiet", "-xml", "r.xml"};
+    args.insert(args.end(), c.args.begin(), c.args.end());
+    check.insert(check.end(), c.args.begin(), c.args.end());
+    ChildResult r = RunZyn(args, {}, media.tree.Root());
+    bool fails = c.written.find("Fail") == 0;
+    EXPECT_EQ(r.status, fails ? 2 : 0) << c.written << r.out;
+    EXPECT_EQ(r.out.find("[CD1]") == std::string::npos, fails) << c.written;
+    if (fails) {
+      EXPECT_NE(r.out.find("{CD1 path : media/1}\n" + Block(c.written) + kFailed), std::string::npos) << r.out;
+      continue;
+    }
+    EXPECT_EQ(ParsedSealCheck(media.tree.Path(c.written)), ZYNAdmSealRight) << c.written;
+    EXPECT_EQ(RunZyn(check, {}, media.tree.Root()).status, 0) << c.written;
+  }
+}

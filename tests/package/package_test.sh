@@ -17,17 +17,21 @@ dpkg-deb -f "$deb" Depends | grep -q libc6 || fail "Depends lacks libc6"
 dpkg-deb -f "$deb" Depends | grep -q libsodium23 || fail "Depends lacks libsodium23"
 dpkg-deb -x "$deb" "$scratch/root" || fail "dpkg-deb -x"
 usr=$scratch/root/usr exe=$usr/bin/ZYNInsMediaCheck
-for file in share/man/man1/ZYNInsMediaCheck.1 share/doc/zyninsmediacheck/README.md; do
+for file in share/man/man1/ZYNInsMediaCheck.1.gz share/doc/zyninsmediacheck/README.md \
+  share/doc/zyninsmediacheck/copyright share/doc/zyninsmediacheck/changelog.gz; do
   [ -f "$usr/$file" ] || fail "$file not installed"
 done
+[ ! -e "$usr/share/doc/zyninsmediacheck/architecture.md" ] || fail "design notes installed"
 help=$("$exe" -h) || fail "-h gave status $?"
 [ "${help%%$'\n'*}" = "Zynthar Media checker tools." ] || fail "-h printed: $help"
 
-# A UTF-8 name is recorded as the same text only when the installed table is found.
+# A UTF-8 name is recorded as the same text only when the installed table is found,
+# which the tool does by itself, with no variable naming it.
 cp -R "$source/sample/media" media
 name=$(printf 'caf\303\251.txt')
 echo text >"media/2/$name"
-export LC_ALL=C.UTF-8 LANG=C.UTF-8 QRTReffilesPath=$usr/share/zyninsmediacheck/reffiles
+unset QRTReffilesPath QRTInstallPath
+export LC_ALL=C.UTF-8 LANG=C.UTF-8
 "$exe" -generate -CD1Path "$scratch/media/1" -relinfo "$source/sample/release-info.xml" -quiet ||
   fail "generate gave status $?"
 grep -q "path=\"/$name\"" media/1/0data/MediaContent.xml || fail "$name not recorded as text"

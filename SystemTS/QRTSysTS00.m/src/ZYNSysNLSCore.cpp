@@ -1,6 +1,8 @@
 // ZYNSysNLSCore.cpp - the language environment: the SUPPLANG_K6 table, the locale and its code page.
 #include "ZYNSysNLSCore.h"
 
+#include <unistd.h>
+
 #include <atomic>
 #include <clocale>
 #include <cstdarg>
@@ -114,10 +116,34 @@ static FILE* sOpenFromList(char const* variable, char const* tail) {
   return nullptr;
 }
 
+// The table installed with the executable: <prefix>/bin/.. + the data folder, wherever
+// the prefix is (a package's /usr, a make install's /usr/local, a scratch root).
+static FILE* sOpenInstalled() {
+#ifdef ZYN_INSTALLED_REFFILES
+  char executable[S_lineSize];
+  ssize_t length = readlink("/proc/self/exe", executable, sizeof executable - 1);
+  if (length <= 0) return nullptr;
+  executable[length] = 0;
+  char* slash = std::strrchr(executable, '/');
+  if (slash == nullptr) return nullptr;
+  *slash = 0;
+  char path[S_lineSize];
+  int size = std::snprintf(path, sizeof path, "%s/%s/NLS/SUPPLANG_K6", executable, ZYN_INSTALLED_REFFILES);
+  if (size < 0 || size >= static_cast<int>(sizeof path)) return nullptr;
+  return std::fopen(path, "r");
+#else
+  return nullptr;
+#endif
+}
+
 static FILE* sOpenSupplang() {
   FILE* file = sOpenFromList("QRTReffilesPath", "NLS/SUPPLANG_K6");
   if (file != nullptr) return file;
-  return sOpenFromList("QRTInstallPath", "reffiles/NLS/SUPPLANG_K6");
+  file = sOpenFromList("QRTInstallPath", "reffiles/NLS/SUPPLANG_K6");
+  if (file != nullptr) return file;
+  // Only where neither variable is set: a variable set says where to look, or not to.
+  if (std::getenv("QRTReffilesPath") != nullptr || std::getenv("QRTInstallPath") != nullptr) return nullptr;
+  return sOpenInstalled();
 }
 
 // Fields are separated by blanks; a missing one is empty.
