@@ -69,13 +69,18 @@ ZYNAdmError::ZYNAdmError(DString message, ZYNAdmErrorType type, int hresult, int
 
 ZYNAdmError::~ZYNAdmError() {}
 
+// Workers may push their first records at the same moment: a plain flag let the second
+// see the first's flag before its data and lose its record. A local static's
+// initialisation runs once, and the others wait for it.
 void ZYNAdmError::ConstructOnce() {
-  static unsigned char lOnce = 0;
-  if (lOnce == 1) return;
-  lOnce = 1;
-  if (S_GlobalData != nullptr) return;
-  S_GlobalData = new ZYNAdmErrorGlobalData();
-  std::atexit(sProcessEnds);
+  static bool const S_Constructed = [] {
+    if (S_GlobalData == nullptr) {
+      S_GlobalData = new ZYNAdmErrorGlobalData();
+      std::atexit(sProcessEnds);
+    }
+    return true;
+  }();
+  (void)S_Constructed;
 }
 
 ZYNAdmErrorLocalInfo* ZYNAdmError::GetThreadLocalInfo(int create) {

@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "DStrings.h"
 #include "ZYNAdmError.h"
@@ -23,6 +26,28 @@ static int S_catalogDumpProbe = [] {
   ZYNAdmMsgCatalog::BuildMessage(DString(L"K"), DString(L"F"), &p, &used);
   unsetenv("ZYNDumpBuildMessage");
   ZYNAdmMsgCatalog::BuildMessage(DString(L"K"), DString(L"G"), nullptr, nullptr);
+  std::fflush(stdout);
+  _exit(0);
+}();
+
+// The first records of a process, pushed by several threads at once, are all kept.
+static int S_firstRecordsProbe = [] {
+  char const* probe = std::getenv("ZYN_TEST_PROBE");
+  if (probe == nullptr || std::string(probe) != "first-records") return 0;
+  std::atomic<bool> go(false);
+  std::atomic<int> kept(0);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 8; ++i) {
+    threads.emplace_back([&] {
+      while (!go) std::this_thread::yield();
+      ZYNAdmError::Push(DString(L"first"));
+      kept += ZYNAdmError::GetStackSize() == 1;
+      ZYNAdmError::FlushStack();
+    });
+  }
+  go = true;
+  for (std::thread& thread : threads) thread.join();
+  std::printf("kept %d\n", kept.load());
   std::fflush(stdout);
   _exit(0);
 }();
@@ -75,6 +100,14 @@ TEST_F(ZYNAdmErrorStackTest, EachThreadSeesOnlyItsOwnStack) {
   EXPECT_EQ(otherPop, L"other");
   EXPECT_EQ(ZYNAdmError::GetStackSize(), 1);
   EXPECT_EQ(W(ZYNAdmError::Pop()), L"main");
+}
+
+TEST_F(ZYNAdmErrorStackTest, FirstRecordsOfManyThreadsAtOnceAreAllKept) {
+  for (int run = 0; run < 20; ++run) {
+    ChildResult child = RunChild({SelfExecutable()}, {"ZYN_TEST_PROBE=first-records"});
+    ASSERT_EQ(0, child.status) << child.err;
+    ASSERT_EQ("kept 8\n", child.out);
+  }
 }
 
 // Records left on a thread's stack go with the thread; the main thread's stack stays.
