@@ -328,14 +328,6 @@ TEST_F(MediaCheckOnTree, ReportPathIsProbedByWhatStandsThere) {
   }
 }
 
-// Runs `script` in /bin/sh with a private, empty /tmp mounted for it alone, so that the
-// fixed name of the temporary copy is shared with no other run; "$0" is the program.
-ChildResult RunInPrivateTmp(std::string const& script) {
-  return RunZyn({"-s", "KILL", "60", "/usr/bin/unshare", "-m", "--propagation", "private", "/bin/sh", "-c",
-                 "mount -t tmpfs zyn /tmp && cd /tmp && " + script, ZYN_EXE_PATH},
-                {"ASAN_OPTIONS=detect_leaks=0"}, "", kTimeout);  // no leak check under a tracer
-}
-
 // A physical media with one altered file, checked by the media's own executable, which
 // moves to a fresh copy (a link planted at the copy's name goes, its target stays), or
 // by one already standing in the temporary folder, which checks in place and stays.

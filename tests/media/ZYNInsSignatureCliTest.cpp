@@ -199,13 +199,12 @@ TEST(SignatureCli, PubkeySurvivesTheRelaunchOfAPhysicalMedia) {
   std::string key = KeyFile(5, "", &pub);
   std::string base64 = pub.substr(pub.find('\n') + 1, 56);
   std::string script =
-      "mount -t tmpfs zyn /tmp && cd /tmp && mkdir -p t/1/bin/x && cp \"$0\" t/1/bin/x/ZYNInsMediaCheck && "
+      "mkdir -p t/1/bin/x && cp \"$0\" t/1/bin/x/ZYNInsMediaCheck && "
       "echo a > t/1/f && printf '%s' '" +
       key + "' > key && \"$0\" -generate -quiet -CD1Path /tmp/t/1 -sign key && mv t/1 mnt && " +
       "mnt/bin/x/ZYNInsMediaCheck -pubkey " + base64 + "; echo \"status $?\"; rm mnt/0data/MediaContent.xml.minisig; " +
       "mnt/bin/x/ZYNInsMediaCheck -pubkey " + base64 + "; echo \"status $?\"; cat MediaCheck_report.xml";
-  ChildResult run =
-      RunZyn({"-m", "--propagation", "private", "/bin/sh", "-c", script, ZYN_EXE_PATH}, {}, "", "/usr/bin/unshare");
+  ChildResult run = RunInPrivateTmp(script);
   if (run.out.find("status") == std::string::npos) GTEST_SKIP() << "no private mount namespace here";
   size_t verified = run.out.find("{Physical Media}");
   ASSERT_NE(std::string::npos, verified) << run.out;

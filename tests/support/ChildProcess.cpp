@@ -99,6 +99,15 @@ ChildResult RunChild(std::vector<std::string> const& argv, std::vector<std::stri
   return result;
 }
 
+ChildResult RunInPrivateTmp(std::string const& script) {
+  const std::string mount =
+      "e=$0; case $e in /tmp/*) mount --bind /tmp /mnt && e=/mnt/${e#/tmp/};; esac; "
+      "mount -t tmpfs zyn /tmp && cd /tmp && exec /bin/sh -c \"$1\" \"$e\"";
+  return RunZyn({"-s", "KILL", "60", "/usr/bin/unshare", "-m", "--propagation", "private", "/bin/sh", "-c", mount,
+                 ZYN_EXE_PATH, script},
+                {"ASAN_OPTIONS=detect_leaks=0"}, "", "/usr/bin/timeout");  // no leak check under a tracer
+}
+
 ChildResult RunZyn(std::vector<std::string> const& args, std::vector<std::string> const& env, std::string const& cwd,
                    std::string const& exe, std::string const& input) {
   std::vector<std::string> argv{exe}, all{"ZYN_DEBUG_DISPLAY", "ZYN_DEBUG_WAIT", "LC_ALL=C"};

@@ -21,6 +21,13 @@ ChildResult RunChild(std::vector<std::string> const& argv, std::vector<std::stri
 ChildResult RunZyn(std::vector<std::string> const& args, std::vector<std::string> const& env = {},
                    std::string const& cwd = "", std::string const& exe = ZYN_EXE_PATH, std::string const& input = "");
 
+// Runs `script` in /bin/sh in a private mount namespace with an empty /tmp of its own
+// (the fixed names of the temporary copy and the default report are then shared with no
+// other run), from that /tmp, with "$0" the program under test: where the program stands
+// under the old /tmp (a build folder there), that /tmp is bound at /mnt first and "$0"
+// names it there. Killed after a minute.
+ChildResult RunInPrivateTmp(std::string const& script);
+
 // The path of the running test binary, for probes that must start in a fresh process.
 std::string SelfExecutable();
 
