@@ -20,7 +20,7 @@
 
 // Files queued at a time: enough to keep the queue cold, few enough that the walk rarely
 // waits behind a slow file.
-static size_t const S_chunkSize = ZYNInsDigestPool::kDescriptorsAhead;
+static size_t const S_chunkSize = 8;
 
 ZYNInsDigestFolder::~ZYNInsDigestFolder() {
   int descriptor = fd.exchange(-1);
@@ -81,26 +81,11 @@ bool ZYNInsDigestPool::_DoQueuedChunk() {
   void* item = nullptr;
   if (_queue->PopLast(&item, 0) != 1) return false;
   Chunk const& chunk = *static_cast<Chunk*>(item);
-  // The chunk's files, one folder's, opened and their reads started before the first
-  // digest: on a cold device each worker has a chunk's reads in flight, not one.
-  std::unique_ptr<ZYNInsEntryInputFile> ahead[S_chunkSize];
-  if (_prefetch && chunk.count > 1) {
-    try {
-      int folderFd = _FolderFd(*chunk.first[0].folder);
-      for (size_t i = 0; i < chunk.count; ++i) {
-        ahead[i].reset(new ZYNInsEntryInputFile(folderFd, chunk.first[i].name));
-        ahead[i]->Prefetch();
-      }
-    } catch (...) {
-      for (std::unique_ptr<ZYNInsEntryInputFile>& input : ahead) input.reset();
-    }
-  }
   for (size_t i = 0; i < chunk.count; ++i) {
     ZYNInsDigestJob& job = chunk.first[i];
     // A worker has no one to throw to: the walk throws for it when it takes the job.
     try {
-      _Digest(job, ahead[i].get());
-      ahead[i].reset();
+      _Digest(job);
     } catch (...) {
       job.thrown = std::current_exception();
       job.folder->Release();
@@ -126,13 +111,9 @@ int ZYNInsDigestPool::_FolderFd(ZYNInsDigestFolder& folder) {
   return fd;
 }
 
-void ZYNInsDigestPool::_Digest(ZYNInsDigestJob& job, ZYNInsEntryInputFile* prefetched) {
+void ZYNInsDigestPool::_Digest(ZYNInsDigestJob& job) {
   ZYNInsDigestFolder& folder = *job.folder;
-  if (prefetched != nullptr) {
-    job.hash = ZYNAdmSHA256::GetHash(*prefetched);
-    job.lastWriteTime = prefetched->GetLastWriteTime();
-    job.bytesRead = prefetched->GetBytesRead();
-  } else {
+  {
     ZYNInsEntryInputFile input(_FolderFd(folder), job.name);
     job.hash = ZYNAdmSHA256::GetHash(input);
     job.lastWriteTime = input.GetLastWriteTime();
@@ -150,7 +131,7 @@ void ZYNInsDigestPool::_Digest(ZYNInsDigestJob& job, ZYNInsEntryInputFile* prefe
 
 ZYNInsDigestJob const& ZYNInsDigestPool::Take(ZYNInsDigestJob& job) {
   if (_workers.empty()) {
-    _Digest(job, nullptr);
+    _Digest(job);
     return job;
   }
   while (!job.done.load(std::memory_order_acquire)) _finished->Wait();

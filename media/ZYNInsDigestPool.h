@@ -18,7 +18,6 @@ class QRTMutex;
 class QRTThreads;
 class ZYNSysSemaphore;
 class ZYNSysTSDataQueue;
-class ZYNInsEntryInputFile;
 
 // A folder whose files wait for their digest. Its descriptor is closed by whoever lets
 // go of it last: the digest of its last file, or the listing once done with it.
@@ -81,10 +80,6 @@ class ZYNInsDigestPool {
   ZYNInsDigestJob const& Take(ZYNInsDigestJob& job);
 
   int GetWorkerCount() const { return static_cast<int>(_workers.size()); }
-  // Each worker then opens a batch of files ahead of their digests (up to
-  // kDescriptorsAhead descriptors): only where descriptors are plenty.
-  void SetPrefetch(bool prefetch) { _prefetch = prefetch; }
-  static int const kDescriptorsAhead = 8;
 
  private:
   struct Chunk {
@@ -98,7 +93,7 @@ class ZYNInsDigestPool {
   static int _WorkerMain(void* pool);
   void _Work();
   bool _DoQueuedChunk();
-  void _Digest(ZYNInsDigestJob& job, ZYNInsEntryInputFile* prefetched);
+  void _Digest(ZYNInsDigestJob& job);
   int _FolderFd(ZYNInsDigestFolder& folder);
 
   std::vector<std::unique_ptr<Chunk>> _chunks;  // added by the walk's thread only
@@ -108,7 +103,6 @@ class ZYNInsDigestPool {
   std::unique_ptr<QRTMutex> _reopen;           // folders opened again by path
   std::atomic<bool> _stop{false};
   Finish _finish;
-  bool _prefetch = false;
   std::vector<std::unique_ptr<QRTThreads>> _workers;
 };
 

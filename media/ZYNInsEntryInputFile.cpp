@@ -14,10 +14,6 @@ ZYNInsEntryInputFile::~ZYNInsEntryInputFile() {
 }
 
 int ZYNInsEntryInputFile::Open() {
-  if (_prefetched) {
-    _prefetched = false;
-    return 1;
-  }
   if (_fd >= 0 || _folderFd < 0) return 0;
   int fd = openat(_folderFd, _name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
   if (fd < 0) ZYNInsThrowIfRunFault(errno);
@@ -33,24 +29,6 @@ int ZYNInsEntryInputFile::Open() {
   _lastWriteTime = static_cast<long long>(status.st_mtime);
   _position = 0;
   return 1;
-}
-
-void ZYNInsEntryInputFile::Prefetch() {
-  if (_fd >= 0 || _folderFd < 0) return;
-  int fd = openat(_folderFd, _name, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (fd < 0) return;
-  struct stat status;
-  if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
-    close(fd);
-    return;
-  }
-  posix_fadvise(fd, 0, 0, POSIX_FADV_WILLNEED);
-  _fd = fd;
-  _opened = status;
-  _size = static_cast<long long>(status.st_size);
-  _lastWriteTime = static_cast<long long>(status.st_mtime);
-  _position = 0;
-  _prefetched = true;
 }
 
 int ZYNInsEntryInputFile::Read(unsigned char* buffer, int count) {

@@ -21,10 +21,6 @@ class ZYNInsEntryInputFile : public ZYNAdmInputStream {
   ZYNInsEntryInputFile(int folderFd, char const* name) : _folderFd(folderFd), _name(name) {}
   ~ZYNInsEntryInputFile() override;
   int Open() override;
-  // Opens the file ahead of its digest and asks the system to start reading it, so that
-  // a cold device has the reads of several files in flight. A failure is left for Open
-  // to meet again, when the digest comes to the file.
-  void Prefetch();
   // Fills `buffer` unless the file ends first, as a buffered read would.
   int Read(unsigned char* buffer, int count) override;
   int Close() override;
@@ -39,8 +35,7 @@ class ZYNInsEntryInputFile : public ZYNAdmInputStream {
   int _folderFd;
   char const* _name;
   int _fd = -1;
-  bool _prefetched = false;  // opened by Prefetch: Open has nothing left to do
-  long long _size = 0;       // at opening; reaching it with a short read is the end
+  long long _size = 0;  // at opening; reaching it with a short read is the end
   long long _position = 0;
   long long _lastWriteTime = 0;
   struct stat _opened = {};  // the state the read must end in

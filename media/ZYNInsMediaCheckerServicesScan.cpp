@@ -134,7 +134,7 @@ static rlim_t sOpenDescriptors(rlim_t limit) {
 // what the system allows; past the budget, folders are opened again by path instead.
 // The budget is half of what is free: the other half, and a reserve for each worker's
 // file and the folders being listed, stays for the rest of the run.
-static int sDescriptorBudget(int workers, bool& prefetch) {
+static int sDescriptorBudget(int workers) {
   struct rlimit limit;
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return 0;
   if (limit.rlim_cur < limit.rlim_max) {
@@ -145,8 +145,6 @@ static int sDescriptorBudget(int workers, bool& prefetch) {
   rlim_t total = limit.rlim_cur == RLIM_INFINITY ? 131072 : limit.rlim_cur;
   rlim_t used = sOpenDescriptors(total) + 2 * static_cast<rlim_t>(workers) + 32;
   rlim_t usable = total > used ? (total - used) / 2 : 0;
-  // The workers' files opened ahead come out of the reserve's half.
-  prefetch = usable > 4 * static_cast<rlim_t>(ZYNInsDigestPool::kDescriptorsAhead) * static_cast<rlim_t>(workers) + 64;
   return static_cast<int>(std::min<rlim_t>(usable, 65536));
 }
 
@@ -477,9 +475,7 @@ static void sReadTree(DString const& path, DString const& relativePath, SScanFol
   digests.pool.reset(new ZYNInsDigestPool(&sMakeFileElement));
   SScanReader reader;
   reader.pool = digests.pool.get();
-  bool prefetch = false;
-  reader.descriptorBudget = sDescriptorBudget(digests.pool->GetWorkerCount(), prefetch);
-  digests.pool->SetPrefetch(prefetch);
+  reader.descriptorBudget = sDescriptorBudget(digests.pool->GetWorkerCount());
   sReadFolder(reader, path, relativePath, AT_FDCWD, std::string(), tree);
 }
 
