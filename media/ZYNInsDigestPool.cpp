@@ -33,7 +33,7 @@ void ZYNInsDigestFolder::Release() {
   if (last >= 0) close(last);
 }
 
-ZYNInsDigestPool::ZYNInsDigestPool(Finish finish) : _reopen(new QRTMutex(0, 0, 0)), _finish(finish) {
+ZYNInsDigestPool::ZYNInsDigestPool() : _reopen(new QRTMutex(0, 0, 0)) {
   int processors = QRTThreads::GetProcessorsNumber();
   if (processors < 2) return;
   _queue.reset(ZYNSysTSDataQueue::CreateEmptyQueue(0, 0));
@@ -119,7 +119,6 @@ void ZYNInsDigestPool::_Digest(ZYNInsDigestJob& job) {
     job.lastWriteTime = input.GetLastWriteTime();
     job.bytesRead = input.GetBytesRead();
   }
-  if (_finish != nullptr && !job.hash.IsEmpty()) _finish(job);
   // Without workers the reason stays where the digest put it, on the walk's own stack.
   if (job.hash.IsEmpty() && !_workers.empty() && !ZYNAdmError::IsStackEmpty()) {
     job.failure.reset(new ZYNInsDigestJob::Failure{ZYNAdmError::GetError(0), ZYNAdmError::GetErrorType(0),
@@ -134,7 +133,10 @@ ZYNInsDigestJob const& ZYNInsDigestPool::Take(ZYNInsDigestJob& job) {
     _Digest(job);
     return job;
   }
-  while (!job.done.load(std::memory_order_acquire)) _finished->Wait();
+  // Rather than wait, the walk digests what is still queued, the chunk it needs among them.
+  while (!job.done.load(std::memory_order_acquire)) {
+    if (!_DoQueuedChunk()) _finished->Wait();
+  }
   if (job.thrown) std::rethrow_exception(job.thrown);
   if (job.failure) {
     ZYNInsDigestJob::Failure const& failure = *job.failure;

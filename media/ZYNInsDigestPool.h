@@ -12,7 +12,6 @@
 #include <vector>
 
 #include "DString.h"
-#include "ZYNAdmXmlElement.h"
 
 class QRTMutex;
 class QRTThreads;
@@ -30,7 +29,6 @@ struct ZYNInsDigestFolder {
   // Lets go of one hold on the descriptor; the last closes it.
   void Release();
 
-  void const* context = nullptr;  // the caller's, for the finishing step
   std::atomic<int> fd{-1};
   std::atomic<int> holds{0};  // files not digested yet, and the listing while it uses `fd`
   std::string narrowPath;     // set where `fd` was not kept: the folder is opened again
@@ -51,8 +49,6 @@ struct ZYNInsDigestJob {
   DString hash;                 // empty on failure
   long long lastWriteTime = 0;  // as the open file gave it
   long long bytesRead = 0;
-  void const* context = nullptr;  // the caller's, for the finishing step
-  ZYNAdmXmlElement made;          // what the finishing step made of a digested file
   std::unique_ptr<Failure> failure;
   std::exception_ptr thrown;  // a fault of the run on the digesting thread, for Take to throw
   std::atomic<bool> done{false};
@@ -61,14 +57,10 @@ struct ZYNInsDigestJob {
 // Workers (threads of the system layer) take the jobs from a data queue, a folder's few
 // files at a time, in the order they are added; Take hands each result to the walk in its
 // own order. With one processor (or QRTSysMultiThreading=FALSE) no thread is started and
-// Take digests the file itself, exactly when the walk reaches it. Where workers digest,
-// the walk waits for them rather than digest itself: its thread has the work no other
-// can do. `finish` runs after each digest that succeeded, on the thread that took it, so
-// that what is made of a file is made on every core too.
+// Take digests the file itself, exactly when the walk reaches it.
 class ZYNInsDigestPool {
  public:
-  typedef void (*Finish)(ZYNInsDigestJob& job);
-  explicit ZYNInsDigestPool(Finish finish = nullptr);
+  ZYNInsDigestPool();
   // Stops the workers, dropping whatever was digested ahead, and waits for them.
   ~ZYNInsDigestPool();
 
@@ -102,7 +94,6 @@ class ZYNInsDigestPool {
   std::unique_ptr<ZYNSysSemaphore> _finished;  // one count for each chunk digested
   std::unique_ptr<QRTMutex> _reopen;           // folders opened again by path
   std::atomic<bool> _stop{false};
-  Finish _finish;
   std::vector<std::unique_ptr<QRTThreads>> _workers;
 };
 

@@ -58,7 +58,6 @@ struct SScanEntry {
 };
 
 struct SScanFolder {
-  DString relativePath;             // below the volume, as the walk builds it
   std::vector<SScanEntry> entries;  // in directory order, up to a failure
   std::string narrowNames;          // the entries' names as the system knows them, each ended by 0
   bool failed = false;
@@ -199,9 +198,7 @@ static void sQueueDigests(SScanReader& reader, DString const& path, int fd, SSca
     ZYNInsDigestJob& job = folder.jobs[entry.job];
     job.folder = &folder.digest;
     job.name = folder.narrowNames.c_str() + entry.narrowName;
-    job.context = &entry;
   }
-  folder.digest.context = &folder;
   folder.digest.holds.store(static_cast<int>(count));
   if (reader.keptDescriptors < reader.descriptorBudget) {
     ++reader.keptDescriptors;
@@ -216,10 +213,9 @@ static void sQueueDigests(SScanReader& reader, DString const& path, int fd, SSca
 
 // Reads `path` and everything below it. A folder is read to its end before its
 // sub-folders, as the walk by path did.
-static void sReadFolder(SScanReader& reader, DString const& path, DString const& relativePath, int parentFd,
-                        std::string const& openName, SScanFolder& folder) {
+static void sReadFolder(SScanReader& reader, DString const& path, int parentFd, std::string const& openName,
+                        SScanFolder& folder) {
   SFolderId id{};
-  folder.relativePath = relativePath;
   int fd = sListFolder(reader, path, parentFd, openName, folder, id);
   if (fd < 0) return;  // nothing was listed
   sQueueDigests(reader, path, fd, folder);
@@ -229,7 +225,7 @@ static void sReadFolder(SScanReader& reader, DString const& path, DString const&
   for (SScanEntry& entry : folder.entries) {
     if (!entry.folder) continue;
     std::string childName(folder.narrowNames.c_str() + entry.narrowName);
-    sReadFolder(reader, path + L"/" + entry.name, relativePath + L"/" + entry.name, fd, childName, *entry.folder);
+    sReadFolder(reader, path + L"/" + entry.name, fd, childName, *entry.folder);
   }
   reader.ancestors.pop_back();
 
@@ -314,14 +310,13 @@ struct SScanWalk {
 static int sScanFile(SScanWalk& walk, DString const& relativePath, SScanFolder& folder, SScanEntry& entry) {
   SScanVolume const& volume = walk.volume;
   ++walk.fileCount;
+  DString relativeFile = relativePath + L"/" + entry.name;
 
   // The file read is the entry listed, whatever a backslash in its name would make of
-  // its path. Its element was made where it was digested.
-  ZYNInsDigestJob& digest = folder.jobs[entry.job];
-  walk.digests.pool->Take(digest);
+  // its path.
+  ZYNInsDigestJob const& digest = walk.digests.pool->Take(folder.jobs[entry.job]);
   DString const& hash = digest.hash;
   if (hash.IsEmpty()) {
-    DString relativeFile = relativePath + L"/" + entry.name;
     DString reason = ZYNAdmError::Pop();
     DString label = volume.prefix + sProgress(sPercent(walk.fileCount, walk.totalFiles));
     DString pattern = label + (volume.assemblyMedia ? L"\n\"/P3\" /P4\n" : L"\n\"/P2\" /P3\n");
@@ -332,11 +327,21 @@ static int sScanFile(SScanWalk& walk, DString const& relativePath, SScanFolder& 
   }
   ZYNInsFindings::FileRead(volume.number, digest.bytesRead);
 
-  entry.element = std::move(digest.made);
+  DString timestamp = DString::FromNum(entry.hasTime ? entry.lastWriteTime : digest.lastWriteTime, "%lld");
+
+  // One record for each name, shared by every element: a volume may have a million.
+  static DString const S_file(L"File"), S_hash(L"hash"), S_timestamp(L"timestamp"), S_path(L"path");
+  // The three attributes in one block, rather than a block rebuilt for each.
+  ZYNAdmXmlElement file(S_file);
+  ZYNAdmXmlElement::AttributeUnits const attributes[] = {
+      {&S_hash, hash.ConvertToUCChar(), hash.Length()},
+      {&S_timestamp, timestamp.ConvertToUCChar(), timestamp.Length()},
+      {&S_path, relativeFile.ConvertToUCChar(), relativeFile.Length()},
+  };
+  file.SetAttributes(attributes, 3);
+  entry.element = file;
 
   if (!ZYNInsMsg::IsTraceShown()) return ZYNInsWalkDone;
-  DString relativeFile = relativePath + L"/" + entry.name;
-  DString timestamp = DString::FromNum(entry.hasTime ? entry.lastWriteTime : digest.lastWriteTime, "%lld");
   if (volume.generate) {
     ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(DString(L"[CD/P1]\ttimestamp=/P2\thash=/P3\tpath=/P4\n"),
                                               DStrings(volume.cdText, timestamp, hash, relativeFile)));
@@ -450,33 +455,13 @@ static SScanVolume sVolume(DString const& root, int cdIndex) {
   return volume;
 }
 
-// The File element of a file just digested, made on the thread that digested it.
-static void sMakeFileElement(ZYNInsDigestJob& job) {
-  SScanEntry const& entry = *static_cast<SScanEntry const*>(job.context);
-  SScanFolder const& folder = *static_cast<SScanFolder const*>(job.folder->context);
-  DString relativeFile = folder.relativePath + L"/" + entry.name;
-  DString timestamp = DString::FromNum(entry.hasTime ? entry.lastWriteTime : job.lastWriteTime, "%lld");
-  // One record for each name, shared by every element: a volume may have a million.
-  static DString const S_file(L"File"), S_hash(L"hash"), S_timestamp(L"timestamp"), S_path(L"path");
-  // The three attributes in one block, rather than a block rebuilt for each.
-  ZYNAdmXmlElement file(S_file);
-  ZYNAdmXmlElement::AttributeUnits const attributes[] = {
-      {&S_hash, job.hash.ConvertToUCChar(), job.hash.Length()},
-      {&S_timestamp, timestamp.ConvertToUCChar(), timestamp.Length()},
-      {&S_path, relativeFile.ConvertToUCChar(), relativeFile.Length()},
-  };
-  file.SetAttributes(attributes, 3);
-  job.made = std::move(file);
-}
-
-// Reads the tree below `path` (`relativePath` below the volume), the digests of its files
-// started on the way.
-static void sReadTree(DString const& path, DString const& relativePath, SScanFolder& tree, SScanDigests& digests) {
-  digests.pool.reset(new ZYNInsDigestPool(&sMakeFileElement));
+// Reads the tree below `path`, the digests of its files started on the way.
+static void sReadTree(DString const& path, SScanFolder& tree, SScanDigests& digests) {
+  digests.pool.reset(new ZYNInsDigestPool());
   SScanReader reader;
   reader.pool = digests.pool.get();
   reader.descriptorBudget = sDescriptorBudget(digests.pool->GetWorkerCount());
-  sReadFolder(reader, path, relativePath, AT_FDCWD, std::string(), tree);
+  sReadFolder(reader, path, AT_FDCWD, std::string(), tree);
 }
 
 // Walks and digests the tree already read, lets the pool go before the tree whose
@@ -496,7 +481,7 @@ int ZYNInsMediaCheckerServices::GetCDElt(DString root, DString relativePath, int
                                          DString& errors, int& fileCount, int totalFiles) {
   SScanFolder folder;
   SScanDigests digests;
-  sReadTree(sFolderPath(root, relativePath), relativePath, folder, digests);
+  sReadTree(sFolderPath(root, relativePath), folder, digests);
   return sWalkTree(sVolume(root, cdIndex), folder, digests, relativePath, cdElement, errors, fileCount, totalFiles);
 }
 
@@ -526,7 +511,7 @@ static int sScanVolume(int cdIndex, DString const& cdPath, ZYNAdmXmlElement& cd,
   SScanDigests digests;
   ZYNInsFindings::StartVolume(cdIndex);
   DString walkRoot = sFolderPath(cdPath, DString());
-  if (!cdPath.IsEmpty()) sReadTree(walkRoot, DString(), tree, digests);  // an empty path would be the root
+  if (!cdPath.IsEmpty()) sReadTree(walkRoot, tree, digests);  // an empty path would be the root
 
   int totalFiles = 0;
   if (cdPath.IsEmpty()) {

@@ -49,8 +49,8 @@ Outcome RunOn(ZYNTestTempTree const& tree, std::string const& media, std::vector
   std::string root = tree.Path(media);
   args.insert(args.end(), {"-CD1Path", root + "/1", "-xml", root + ".report.xml"});
   std::vector<std::string> env;
-  // Four workers even on one processor: the digests, the files opened ahead and the
-  // elements made on workers, against the walk's thread alone.
+  // Four workers even on one processor: the digests on workers against the walk's
+  // thread alone.
   env.push_back(oneThread ? "QRTSysMultiThreading=FALSE" : "QRTSysThreads=4");
   ChildResult r = RunZyn(args, env);
   Outcome outcome{r.status, r.out,
