@@ -14,48 +14,16 @@ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release >/dev/null || exit 2
 cmake --build "$build" -j"$(nproc)" --target ZYNInsMediaCheck >/dev/null || exit 2
 exe="$repo/$build/ZYNInsMediaCheck"
 
-if [[ ! -e "$work/.made" ]]; then
-  echo "== making 100,000 files under $work" >&2
-  rm -rf "$work" && mkdir -p "$work/media/1"
-  python3 - "$work/media/1" <<'PY' || exit 2
-import os, random, sys
-root, rnd = sys.argv[1], random.Random(7)
-pool = rnd.randbytes(8193 << 4)
-for i in range(100000):
-    folder = os.path.join(root, "d%04d" % (i // 2000), "e%02d" % (i // 50 % 40))
-    if i % 50 == 0:
-        os.makedirs(folder, exist_ok=True)
-    size = rnd.randint(1024, 8192)
-    start = rnd.randrange(0, len(pool) - size)
-    path = os.path.join(folder, "f%07d.bin" % i)
-    with open(path, "wb") as out:
-        out.write(pool[start:start + size])
-    os.utime(path, (1600000000, 1600000000))
-PY
-  "$exe" -generate -quiet -CD1Path "$work/media/1" -refDir "$work/ref" || exit 2
-  cp -al "$work/media" "$work/damaged"
-  python3 - "$work/damaged" <<'PY' || exit 2
-import os, sys
-n = 0
-for folder, _, names in sorted(os.walk(sys.argv[1])):
-    for name in sorted(names):
-        n += 1
-        if n % 10 >= 3:
-            continue
-        path = os.path.join(folder, name)
-        data, stat = open(path, "rb").read(), os.stat(path)
-        os.unlink(path)  # a new file: the original keeps its bytes
-        with open(path, "wb") as new:
-            new.write(data + b"x")
-        os.utime(path, (stat.st_atime, stat.st_mtime))
-PY
-  touch "$work/.made"
-fi
-find "$work/damaged" -type f -print0 | xargs -0 cat >/dev/null
+# shellcheck source=bench/media.sh
+source "$repo/bench/media.sh"
+make_media small 100000 1024 8192
+[[ -e "$work/small/ref" ]] || "$exe" -generate -quiet -CD1Path "$work/small/media/1" -refDir "$work/small/ref" || exit 2
+damage small
+find "$work/small/damaged" -type f -print0 | xargs -0 cat >/dev/null
 
 # The variants take turns within each repeat, so that a machine busy for a while
 # slows them alike; the best wall time of each is kept.
-check=("$exe" -CD1Path "$work/damaged/1" -refDir "$work/ref" -quiet -xml "$work/report.xml")
+check=("$exe" -CD1Path "$work/small/damaged/1" -refDir "$work/small/ref" -quiet -xml "$work/report.xml")
 labels=("-xml only" "-xml -json" "-xml -junit" "-xml -json -junit")
 extras=("" "-json $work/f.jsonl" "-junit $work/f.xml" "-json $work/f.jsonl -junit $work/f.xml")
 if [[ -n "${BASELINE:-}" ]]; then

@@ -24,3 +24,28 @@ for i in range(count):
 PY
   touch "$dir/.made"
 }
+
+# damage NAME: a copy sharing the files by hard links, with 30% of them rewritten.
+damage() {
+  local dir="$work/$1"
+  [[ -e "$dir/.damaged" ]] && return 0
+  rm -rf "$dir/damaged" && cp -al "$dir/media" "$dir/damaged"
+  python3 - "$dir/damaged" <<'PY' || exit 2
+import os, sys
+n = 0
+for folder, _, names in sorted(os.walk(sys.argv[1])):
+    for name in sorted(names):
+        n += 1
+        if n % 10 >= 3:
+            continue
+        path = os.path.join(folder, name)
+        with open(path, "rb") as old:
+            data = old.read()
+        stat = os.stat(path)
+        os.unlink(path)  # a new file: the original keeps its bytes
+        with open(path, "wb") as new:
+            new.write(data + b"x")
+        os.utime(path, (stat.st_atime, stat.st_mtime))
+PY
+  touch "$dir/.damaged"
+}
