@@ -13,7 +13,9 @@ set -u
 exe=$(readlink -f "$1")
 kills=${2:-200}
 work=$(mktemp -d /tmp/zyncrash.XXXXXX)
-trap 'rm -rf "$work"' EXIT
+# Only the script's own shell cleans up: a subshell stopped by a signal before its exec
+# would otherwise run this trap and take the media of every later round with it.
+trap '[ "$BASHPID" = "$$" ] && rm -rf "$work"' EXIT
 . "$(dirname "$0")/media.sh"
 
 make_media 3
