@@ -40,11 +40,27 @@ ZYNInsDigestPool::ZYNInsDigestPool() : _reopen(new QRTMutex(0, 0, 0)) {
   _queued.reset(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0));
   _finished.reset(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0));
   if (!_queued || !_finished) return;
-  QRTStartWorkers("digest", &ZYNInsDigestPool::_WorkerMain, this, processors, _workers);
+  _processors = processors;
+  _threaded = QRTStartWorkers("digest", &ZYNInsDigestPool::_WorkerMain, this, processors, _workers) > 0;
+}
+
+// A page here and there out of memory (or marked for read-ahead, which a read that must
+// not wait also refuses) is no cold device: one chunk in sixteen, and a few, is.
+bool ZYNInsDigestPool::_IsCold() const {
+  int misses = _misses.load(std::memory_order_relaxed);
+  return misses >= 4 && misses * 16 >= _probes.load(std::memory_order_relaxed);
+}
+
+// Started by the walk's thread, the only one that touches the list of workers.
+void ZYNInsDigestPool::_JoinColdReaders() {
+  if (_coldJoined || !_coldAllowed || !_IsCold()) return;
+  _coldJoined = true;
+  int more = GetMostWorkers() - static_cast<int>(_workers.size());
+  if (more > 0) QRTStartWorkers("read", &ZYNInsDigestPool::_WorkerMain, this, more, _workers);
 }
 
 ZYNInsDigestPool::~ZYNInsDigestPool() {
-  if (_workers.empty()) return;
+  if (!_threaded) return;
   _stop.store(true, std::memory_order_release);
   for (size_t i = 0; i < _workers.size(); ++i) _queued->Signal();
   for (std::unique_ptr<QRTThreads>& worker : _workers) worker->Join();
@@ -55,7 +71,8 @@ ZYNInsDigestPool::~ZYNInsDigestPool() {
 }
 
 void ZYNInsDigestPool::Add(ZYNInsDigestJob* jobs, size_t count) {
-  if (_workers.empty()) return;
+  if (!_threaded) return;
+  _JoinColdReaders();
   for (size_t at = 0; at < count; at += S_chunkSize) {
     _chunks.emplace_back(new Chunk{jobs + at, std::min(S_chunkSize, count - at)});
     _queue->PushFirst(_chunks.back().get());
@@ -85,7 +102,7 @@ bool ZYNInsDigestPool::_DoQueuedChunk() {
     ZYNInsDigestJob& job = chunk.first[i];
     // A worker has no one to throw to: the walk throws for it when it takes the job.
     try {
-      _Digest(job);
+      _Digest(job, i == 0);
     } catch (...) {
       job.thrown = std::current_exception();
       job.folder->Release();
@@ -111,16 +128,21 @@ int ZYNInsDigestPool::_FolderFd(ZYNInsDigestFolder& folder) {
   return fd;
 }
 
-void ZYNInsDigestPool::_Digest(ZYNInsDigestJob& job) {
+void ZYNInsDigestPool::_Digest(ZYNInsDigestJob& job, bool probe) {
   ZYNInsDigestFolder& folder = *job.folder;
   {
     ZYNInsEntryInputFile input(_FolderFd(folder), job.name);
+    // A chunk's first file tells whether the files come from memory or from the device.
+    if (probe && _coldAllowed && !_coldJoined.load(std::memory_order_relaxed)) {
+      _probes.fetch_add(1, std::memory_order_relaxed);
+      input.ProbeMemory(&_misses);
+    }
     job.hash = ZYNAdmSHA256::GetHash(input);
     job.lastWriteTime = input.GetLastWriteTime();
     job.bytesRead = input.GetBytesRead();
   }
   // Without workers the reason stays where the digest put it, on the walk's own stack.
-  if (job.hash.IsEmpty() && !_workers.empty() && !ZYNAdmError::IsStackEmpty()) {
+  if (job.hash.IsEmpty() && _threaded && !ZYNAdmError::IsStackEmpty()) {
     job.failure.reset(new ZYNInsDigestJob::Failure{ZYNAdmError::GetError(0), ZYNAdmError::GetErrorType(0),
                                                    ZYNAdmError::GetHRESULT(0), ZYNAdmError::GetErrorCode(0)});
     ZYNAdmError::Pop();
@@ -129,10 +151,11 @@ void ZYNInsDigestPool::_Digest(ZYNInsDigestJob& job) {
 }
 
 ZYNInsDigestJob const& ZYNInsDigestPool::Take(ZYNInsDigestJob& job) {
-  if (_workers.empty()) {
-    _Digest(job);
+  if (!_threaded) {
+    _Digest(job, false);
     return job;
   }
+  _JoinColdReaders();
   // Rather than wait, the walk digests what is still queued, the chunk it needs among them.
   while (!job.done.load(std::memory_order_acquire)) {
     if (!_DoQueuedChunk()) _finished->Wait();

@@ -57,7 +57,9 @@ struct ZYNInsDigestJob {
 // Workers (threads of the system layer) take the jobs from a data queue, a folder's few
 // files at a time, in the order they are added; Take hands each result to the walk in its
 // own order. With one processor (or QRTSysMultiThreading=FALSE) no thread is started and
-// Take digests the file itself, exactly when the walk reaches it.
+// Take digests the file itself, exactly when the walk reaches it. Where the files turn
+// out not to be in memory (a device read cold), more readers join, so that the device
+// has many reads in flight while the processors wait for it.
 class ZYNInsDigestPool {
  public:
   ZYNInsDigestPool();
@@ -71,7 +73,13 @@ class ZYNInsDigestPool {
   // digest of the job threw on any thread (memory, descriptors) is thrown here, on the walk's.
   ZYNInsDigestJob const& Take(ZYNInsDigestJob& job);
 
-  int GetWorkerCount() const { return static_cast<int>(_workers.size()); }
+  // The threads the pool may come to have, the readers for a cold device included.
+  int GetMostWorkers() const { return _threaded ? (_processors > S_coldReaders ? _processors : S_coldReaders) : 0; }
+  // Readers for a cold device are started only while `allowed` (descriptors to spare).
+  void AllowColdReaders(bool allowed) { _coldAllowed = allowed && _threaded; }
+
+  // Threads in all, for the cold device: as many reads in flight as a fast device serves well.
+  static int const S_coldReaders = 16;
 
  private:
   struct Chunk {
@@ -85,8 +93,10 @@ class ZYNInsDigestPool {
   static int _WorkerMain(void* pool);
   void _Work();
   bool _DoQueuedChunk();
-  void _Digest(ZYNInsDigestJob& job);
+  void _Digest(ZYNInsDigestJob& job, bool probe);
   int _FolderFd(ZYNInsDigestFolder& folder);
+  bool _IsCold() const;
+  void _JoinColdReaders();
 
   std::vector<std::unique_ptr<Chunk>> _chunks;  // added by the walk's thread only
   std::unique_ptr<ZYNSysTSDataQueue> _queue;
@@ -94,6 +104,13 @@ class ZYNInsDigestPool {
   std::unique_ptr<ZYNSysSemaphore> _finished;  // one count for each chunk digested
   std::unique_ptr<QRTMutex> _reopen;           // folders opened again by path
   std::atomic<bool> _stop{false};
+  // Chunks whose first file was probed, and those of them not in memory.
+  std::atomic<int> _probes{0};
+  std::atomic<int> _misses{0};
+  bool _threaded = false;
+  bool _coldAllowed = false;
+  std::atomic<bool> _coldJoined{false};  // readers started, by the walk's thread, once
+  int _processors = 0;
   std::vector<std::unique_ptr<QRTThreads>> _workers;
 };
 

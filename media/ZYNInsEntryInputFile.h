@@ -6,6 +6,7 @@
 
 #include <sys/stat.h>
 
+#include <atomic>
 #include <string>
 
 #include "ZYNAdmInputStream.h"
@@ -27,6 +28,8 @@ class ZYNInsEntryInputFile : public ZYNAdmInputStream {
   // The modification time seen at opening.
   long long GetLastWriteTime() const { return _lastWriteTime; }
   long long GetBytesRead() const { return _position; }
+  // At opening, counts in `*misses` a file whose first bytes must come from the device.
+  void ProbeMemory(std::atomic<int>* misses) { _misses = misses; }
 
  private:
   ZYNInsEntryInputFile(ZYNInsEntryInputFile const&) = delete;
@@ -39,6 +42,7 @@ class ZYNInsEntryInputFile : public ZYNAdmInputStream {
   long long _position = 0;
   long long _lastWriteTime = 0;
   struct stat _opened = {};  // the state the read must end in
+  std::atomic<int>* _misses = nullptr;
 };
 
 #endif

@@ -460,7 +460,9 @@ static void sReadTree(DString const& path, SScanFolder& tree, SScanDigests& dige
   digests.pool.reset(new ZYNInsDigestPool());
   SScanReader reader;
   reader.pool = digests.pool.get();
-  reader.descriptorBudget = sDescriptorBudget(digests.pool->GetWorkerCount());
+  reader.descriptorBudget = sDescriptorBudget(digests.pool->GetMostWorkers());
+  // Readers for a cold device only where descriptors are plenty: each holds a file open.
+  digests.pool->AllowColdReaders(reader.descriptorBudget >= 1024);
   sReadFolder(reader, path, AT_FDCWD, std::string(), tree);
 }
 
