@@ -44,6 +44,10 @@ ZYNInsDigestPool::ZYNInsDigestPool() : _reopen(new QRTMutex(0, 0, 0)) {
   _threaded = QRTStartWorkers("digest", &ZYNInsDigestPool::_WorkerMain, this, processors, _workers) > 0;
 }
 
+void ZYNInsDigestPool::AllowColdReaders(bool allowed) {
+  _coldAllowed = allowed && _threaded && !QRTThreads::IsProcessorsNumberSet();
+}
+
 // A page here and there out of memory (or marked for read-ahead, which a read that must
 // not wait also refuses) is no cold device: one chunk in sixteen, and a few, is.
 bool ZYNInsDigestPool::_IsCold() const {

@@ -75,8 +75,9 @@ class ZYNInsDigestPool {
 
   // The threads the pool may come to have, the readers for a cold device included.
   int GetMostWorkers() const { return _threaded ? (_processors > S_coldReaders ? _processors : S_coldReaders) : 0; }
-  // Readers for a cold device are started only while `allowed` (descriptors to spare).
-  void AllowColdReaders(bool allowed) { _coldAllowed = allowed && _threaded; }
+  // Readers for a cold device are started only while `allowed` (descriptors to spare),
+  // and never beyond a count of threads the user set.
+  void AllowColdReaders(bool allowed);
 
   // Threads in all, for the cold device: as many reads in flight as a fast device serves well.
   static int const S_coldReaders = 16;

@@ -425,18 +425,24 @@ int QRTThreads::IsMultiThreadingAllowed() {
   return allowed;
 }
 
-// QRTSysThreads=n sets the count for a run (1 to 1024); otherwise the processors this
-// process may use. Taken once: every pool of the run is sized alike.
+// The count QRTSysThreads gives (1 to 1024), or 0. Taken once: every pool of the run is
+// sized alike.
+static int sThreadsWanted() {
+  static int const S_wanted = [] {
+    char const* value = getenv("QRTSysThreads");
+    if (value == nullptr || *value == '\0') return 0;
+    char* end = nullptr;
+    long wanted = strtol(value, &end, 10);
+    return *end == '\0' && wanted >= 1 && wanted <= 1024 ? static_cast<int>(wanted) : 0;
+  }();
+  return S_wanted;
+}
+
+// QRTSysThreads=n sets the count for a run; otherwise the processors this process may use.
 int QRTThreads::GetProcessorsNumber() {
   if (IsMultiThreadingAllowed() == 0) return 1;
-  static int const S_count = [] {
-    char const* value = getenv("QRTSysThreads");
-    if (value != nullptr && *value != '\0') {
-      char* end = nullptr;
-      long wanted = strtol(value, &end, 10);
-      if (*end == '\0' && wanted >= 1 && wanted <= 1024) return static_cast<int>(wanted);
-    }
-    return QRTSysUsableCpus();
-  }();
+  static int const S_count = sThreadsWanted() > 0 ? sThreadsWanted() : QRTSysUsableCpus();
   return S_count;
 }
+
+bool QRTThreads::IsProcessorsNumberSet() { return IsMultiThreadingAllowed() == 0 || sThreadsWanted() > 0; }

@@ -38,6 +38,8 @@ class QRTThreads {
   // 0 when QRTSysMultiThreading is "FALSE", -1 otherwise; decided on the first call.
   static int IsMultiThreadingAllowed();
   static int GetProcessorsNumber();
+  // True where QRTSysThreads gave the count: the user's number, not to be exceeded.
+  static bool IsProcessorsNumberSet();
   static void* InitThreads(void* arguments);
 
  private:
