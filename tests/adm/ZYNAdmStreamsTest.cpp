@@ -164,6 +164,15 @@ TEST(ZYNAdmStreams, ReplacingFileSwapsInWholeFilesOnly) {
     EXPECT_EQ(0, cut.Close());
     EXPECT_FALSE(tree.Exists("f"));
   }
+  {  // a link to a device is replaced too, never written through
+    ZYNTestTempTree tree;
+    tree.Link("/dev/null", "f");
+    ZYNAdmReplacingFile output(tree.DPath("f"));
+    ASSERT_EQ(1, output.Open());
+    EXPECT_EQ(3, output.Write(data, 3));
+    EXPECT_EQ(1, output.Close());
+    EXPECT_EQ("new", tree.Read("f"));
+  }
   ZYNAdmReplacingFile device(DString(L"/dev/null"));
   ASSERT_EQ(1, device.Open());
   EXPECT_EQ(3, device.Write(data, 3));
