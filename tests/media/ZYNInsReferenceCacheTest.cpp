@@ -11,8 +11,10 @@
 #include <fstream>
 #include <string>
 
+#include "ZYNAdmOutputFile.h"
 #include "ZYNAdmXmlElement.h"
 #include "ZYNAdmXmlHash.h"
+#include "ZYNAdmXmlParser.h"
 #include "ZYNInsReferenceCache.h"
 #include "support/ChildProcess.h"
 #include "support/ZYNTestTempTree.h"
@@ -134,6 +136,12 @@ TEST(ZYNInsReferenceCache, SealVerdictIsKeptForTheTreeHeldOnly) {
   ASSERT_EQ(1, ZYNAdmXmlHash::Hash(other));
   EXPECT_EQ(ZYNAdmSealRight, ZYNInsReferenceCache::Check(other));
   EXPECT_EQ(ZYNAdmSealMissing, ZYNInsReferenceCache::Check(held));
+  {  // nor is it kept for the next file read
+    ZYNAdmOutputFile sealed(tree.DPath("ref"));
+    ASSERT_EQ(1, ZYNAdmXmlParser::GetXml(other, sealed));
+  }
+  ASSERT_EQ(1, ZYNInsReferenceCache::Parse(tree.DPath("ref"), held));
+  EXPECT_EQ(ZYNAdmSealRight, ZYNInsReferenceCache::Check(held));
   ZYNInsReferenceCache::Forget();
 }
 
