@@ -85,6 +85,8 @@ const Case kTrees[] = {
     {"<a>\xF0\x9F\x98\x80\xC3\xA9\xE2\x82\xAC</a>", "a{?\\u00E9\\u20AC}"},
     {"<a>\xE9</a><b/>", "a{\\u7EAFa>}(b)"},
     {"<a>\x80\xBF</a>", "a{\\u0080\\u00BF}"},
+    {"<a>xxxxx\xE9</a><b/>", "a{xxxxx\\u7EAFa>}(b)"},  // a lone lead byte where an eight-byte step starts
+    {"<e a='''''''''' b='1'/>", "e['''''''=1,a=]"},    // a step of eight delimiters
     {"\xEF\xBB\xBFx<a/>", "a"},
     {"<a><b><c/></b></a>", "a(b(c))"},
     {"<a><b><c/>", "a"},
