@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <string>
 #include <vector>
 
 #include "ZYNAdmFileIO.h"
@@ -12,7 +15,29 @@
 #include "ZYNAdmOutputFile.h"
 #include "ZYNAdmOutputStreamBuffer.h"
 #include "ZYNAdmReplacingFile.h"
+#include "support/ChildProcess.h"
 #include "support/ZYNTestTempTree.h"
+
+// A fresh copy of this binary, with the hidden names made known (the preload), plants a
+// link and a file at the first two names its file will try, then replaces the file.
+static int S_plantedNamesProbe = [] {
+  char const* probe = std::getenv("ZYN_TEST_PROBE");
+  if (probe == nullptr || std::string(probe) != "planted-names") return 0;
+  std::string folder = std::getenv("ZYN_TEST_FOLDER");
+  for (int counter : {0, 1}) {
+    std::string name = folder + "/.f." + std::to_string(getpid()) + "." + std::to_string(counter) + ".1234~";
+    if (counter == 0 ? symlink((folder + "/victim").c_str(), name.c_str())
+                     : link((folder + "/planted").c_str(), name.c_str()))
+      _exit(3);
+  }
+  unsigned char data[] = {'n', 'e', 'w'};
+  ZYNAdmReplacingFile output(ZYNTestD(folder + "/f"));
+  int opened = output.Open();
+  int written = output.Write(data, 3);
+  std::printf("%d %d %d\n", opened, written, output.Close());
+  std::fflush(stdout);
+  _exit(0);
+}();
 
 TEST(ZYNAdmStreams, FlatFunctionsFailOnNullHandle) {
   long handle = 0;
@@ -139,12 +164,39 @@ TEST(ZYNAdmStreams, ReplacingFileSwapsInWholeFilesOnly) {
     EXPECT_EQ(0, cut.Close());
     EXPECT_FALSE(tree.Exists("f"));
   }
+  {  // a link to a device is replaced too, never written through
+    ZYNTestTempTree tree;
+    tree.Link("/dev/null", "f");
+    ZYNAdmReplacingFile output(tree.DPath("f"));
+    ASSERT_EQ(1, output.Open());
+    EXPECT_EQ(3, output.Write(data, 3));
+    EXPECT_EQ(1, output.Close());
+    EXPECT_EQ("new", tree.Read("f"));
+  }
   ZYNAdmReplacingFile device(DString(L"/dev/null"));
   ASSERT_EQ(1, device.Open());
   EXPECT_EQ(3, device.Write(data, 3));
   EXPECT_EQ(1, device.Close());
   struct stat info;
   EXPECT_TRUE(lstat("/dev/null", &info) == 0 && S_ISCHR(info.st_mode));
+}
+
+// The hidden name is created by this run alone: what stands there already, a link or a
+// file, is never written through, and another name is taken.
+TEST(ZYNAdmStreams, ReplacingFileNeverWritesThroughAPlantedHiddenName) {
+  ZYNTestTempTree tree;
+  tree.File("victim", "kept");
+  tree.File("planted", "kept");
+  std::string options = std::getenv("ASAN_OPTIONS") != nullptr ? std::getenv("ASAN_OPTIONS") : "";
+  ChildResult child = RunChild({SelfExecutable()}, {"ZYN_TEST_PROBE=planted-names", "ZYN_TEST_FOLDER=" + tree.Root(),
+                                                    std::string("LD_PRELOAD=") + ZYN_HIDDEN_NAMES_PRELOAD,
+                                                    "ASAN_OPTIONS=" + options + ":verify_asan_link_order=0"});
+  ASSERT_EQ(0, child.status) << child.err;
+  EXPECT_EQ("1 3 1\n", child.out);
+  EXPECT_EQ("new", tree.Read("f"));
+  EXPECT_EQ("kept", tree.Read("victim"));
+  EXPECT_EQ("kept", tree.Read("planted"));
+  EXPECT_EQ(5, std::distance(std::filesystem::directory_iterator(tree.Root()), {}));  // the two planted names stay
 }
 
 TEST(ZYNAdmStreams, OutputFileEmptiesOnOpenAndDestructorKeepsWrittenBytes) {

@@ -82,6 +82,14 @@ TEST(Relocation, OutcomesThatKeepTheProcess) {
   EXPECT_EQ(tree.Read("temp/exe"), "x");  // a copy onto itself would have emptied it
   EXPECT_EQ(Services::RestartFromTempExecutable(Args({tree.Path("none")}), tree.DPath("temp")), 1);
   EXPECT_EQ(ZYNTestS(ZYNAdmError::Pop()), tree.Path("none") + " No such file or directory\n");
+  // A folder at the copy's name is not removed, and a source that can't be read is no copy.
+  tree.Dir("temp/d");
+  tree.Dir("d");
+  EXPECT_EQ(Services::RestartFromTempExecutable(Args({tree.Path("d")}), tree.DPath("temp")), 1);
+  EXPECT_EQ(ZYNTestS(ZYNAdmError::Pop()), tree.Path("temp//d") + " Is a directory\n");
+  rmdir(tree.Path("temp/d").c_str());
+  EXPECT_EQ(Services::RestartFromTempExecutable(Args({tree.Path("d")}), tree.DPath("temp")), 1);
+  EXPECT_EQ(ZYNTestS(ZYNAdmError::Pop()), tree.Path("d") + " Is a directory\n");
   ZYNAdmError::FlushStack();
   EXPECT_EQ(Services::RestartFromTempExecutable(DStrings(), tree.DPath("temp")), 1);
   EXPECT_EQ(ZYNTestDrainErrors(), std::vector<std::string>{"Internal error"});

@@ -41,7 +41,9 @@ TEST(FileFields, PathsCompareAndTimesReadAsTheStringsDo) {
                                       DString(L""),
                                       DString(L"000000000000000000001"),
                                       DString(L"9999999999999999999"),
-                                      DString(L"-9999999999999999999")};
+                                      DString(L"-9999999999999999999"),
+                                      DString(L"12:3"),
+                                      DString(L"12/3")};
   ZYNInsFileFields left;
   ZYNInsFileFields right;
   for (std::size_t i = 0; i < paths.size(); ++i) {

@@ -103,6 +103,8 @@ TEST(MediaCompare, WordsEachDifferenceAndJudgesTimesAgainstCommonShifts) {
       {"back by hours, one file further off", {Moved({0, 0, 0, 0})}, {Moved({-7200, -7200, -3600, -7230})}, {}, Time(1, "/3", T - 7230)},
       {"one moved by an hour among unmoved", {Steady({{"/a", T}})}, {Steady({{"/a", T + 3600}})}, {}, ""},
       {"one second off the shift", {Moved({0, 0, 0})}, {Moved({3600, 3600, 3601})}, {}, ""},
+      {"a second past the first shift, a second shift beside", {Moved({0, 0, 0, 0, 0, 0})}, {Moved({7200, 7200, 7200, 3600, 3600, 7201})}, {}, ""},
+      {"a TOC as old as the second shift", {Steady({{"/TOC", T}, {"/a", T}, {"/b", T}, {"/c", T}})}, {Steady({{"/TOC", T}, {"/a", T + 3600}, {"/b", T + 3600}, {"/c", T}})}, {}, ""},
       {"a lone odd difference is the second shift, a third one isn't", {Moved({0, 0, 0, 0})}, {Moved({3600, 3600, 3602, 3605})}, {}, Time(1, "/3", T + 3605)},
       {"two shifts and their sum", {Moved({0, 0, 0}), Moved({0, 0})}, {Moved({7200, 7200, 10800}), Moved({3600, 3600})}, {}, ""},
       {"a day is no shift", {Moved({0})}, {Moved({86400})}, {}, Time(1, "/0", T + 86400)},

@@ -303,6 +303,36 @@ TEST(ZYNInsMediaGenerateCli, WritesReplaceWholeFilesOrNothing) {
   }
 }
 
+// A swap the file system can't make (EINVAL) is done as a rename; any other failure of a
+// swap puts the old set back: on a media that had none, the files already in go again.
+TEST(ZYNInsMediaGenerateCli, SwapThatFailsPutsTheOldSetBack) {
+  if (access("/usr/bin/strace", X_OK) != 0) GTEST_SKIP() << "no strace";
+  const struct {
+    char const* inject;
+    int status;
+  } cases[] = {{"renameat2:error=EINVAL", 0}, {"renameat2:error=EIO:when=2", 2}};
+  for (auto const& c : cases) {
+    Media media(kTwoVolumes);
+    std::string cd1 = media.Path("1");
+    std::vector<std::string> args = {"-qq",
+                                     "-o",
+                                     "/dev/null",
+                                     "-e",
+                                     "trace=renameat2",
+                                     "-e",
+                                     std::string("inject=") + c.inject,
+                                     ZYN_EXE_PATH,
+                                     "-generate",
+                                     "-quiet",
+                                     "-CD1Path",
+                                     cd1};
+    EXPECT_EQ(c.status, RunZyn(args, {"ASAN_OPTIONS=detect_leaks=0"}, "", "/usr/bin/strace").status) << c.inject;
+    EXPECT_EQ(c.status == 0, fs::exists(cd1 + "/0data/MediaContent.xml")) << c.inject;
+    EXPECT_EQ(c.status == 0 ? 2 : 1, std::distance(fs::directory_iterator(cd1 + "/0data"), {})) << c.inject;
+    EXPECT_EQ(c.status == 0 ? 1 : 0, std::distance(fs::directory_iterator(media.Path("2/0data")), {})) << c.inject;
+  }
+}
+
 // A read fault where the end of the file would close the document cleanly.
 TEST(ZYNInsMediaGenerateCli, ReadFaultIsAnAccessFailureNotTheEnd) {
   if (access("/usr/bin/strace", X_OK) != 0) GTEST_SKIP() << "no strace";

@@ -82,9 +82,13 @@ const Case kTrees[] = {
     {"<e a=//>", "e"},
     {"<e\ta\n=\r\"v\"  />", "e[a=v]"},
     {"<_x0041_b _x0031_x=\"1\" _x41_=\"2\" __x0061__=\"3\"/>", "Ab[1x=1,_a_=3,_x41_=2]"},
+    {"<_x004g_ _x00G1_=\"1\" _x:041_=\"2\" _x/041_=\"3\" _x@041_=\"4\" _x`041_=\"5\"/>",
+     "_x004g_[_x/041_=3,_x00G1_=1,_x:041_=2,_x@041_=4,_x`041_=5]"},
     {"<a>\xF0\x9F\x98\x80\xC3\xA9\xE2\x82\xAC</a>", "a{?\\u00E9\\u20AC}"},
     {"<a>\xE9</a><b/>", "a{\\u7EAFa>}(b)"},
     {"<a>\x80\xBF</a>", "a{\\u0080\\u00BF}"},
+    {"<a>xxxxx\xE9</a><b/>", "a{xxxxx\\u7EAFa>}(b)"},  // a lone lead byte where an eight-byte step starts
+    {"<e a='''''''''' b='1'/>", "e['''''''=1,a=]"},    // a step of eight delimiters
     {"\xEF\xBB\xBFx<a/>", "a"},
     {"<a><b><c/></b></a>", "a(b(c))"},
     {"<a><b><c/>", "a"},
