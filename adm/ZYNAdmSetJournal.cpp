@@ -41,9 +41,9 @@ struct SLines {
 };
 }  // namespace
 
-// Decimal digits only, no sign, no overflow.
+// Decimal digits as Format writes them: no sign, no leading zero, no overflow.
 static bool sNumber(std::string const& text, unsigned long long& value) {
-  if (text.empty() || text.size() > 20) return false;
+  if (text.empty() || text.size() > 20 || (text.size() > 1 && text[0] == '0')) return false;
   value = 0;
   for (char c : text) {
     if (c < '0' || c > '9') return false;
