@@ -334,16 +334,16 @@ void ZYNAdmReplacingFileSet::SetJournal(DString const& path) {
 
 // Each file's path, its hidden name and the new file's identity, before any is named:
 // a run killed after it leaves no name the journal doesn't list.
-bool ZYNAdmReplacingFileSet::WriteJournal() {
-  if (_journal.empty()) return false;
+int ZYNAdmReplacingFileSet::WriteJournal() {
+  if (_journal.empty()) return -1;
   std::vector<ZYNAdmSetJournal::Member> members;
   for (auto& file : _files) {
     ZYNAdmSetJournal::Member member;
     struct stat identity;
-    if (file->Plan(identity) == 0) return false;
+    if (file->Plan(identity) == 0) return -1;
     member.final = ZYNAdmSetJournal::Canonical(file->_final);
     member.hidden = ZYNAdmSetJournal::Canonical(file->_nameless ? file->_planned : file->_temporary);
-    if (member.final.empty() || member.hidden.empty()) return false;
+    if (member.final.empty() || member.hidden.empty()) return -1;
     member.device = identity.st_dev;
     member.inode = identity.st_ino;
     members.push_back(member);
@@ -388,18 +388,18 @@ int ZYNAdmReplacingFileSet::Commit() {
     }
   } closer{old};
   SSignalsHeld held;
-  bool journaled = WriteJournal();
+  int journal = WriteJournal();
   for (auto& file : _files) {
     if (file->_inPlace || file->Name() == 0) {
       _failed = file->_path;
       for (auto& made : _files) made->Discard();  // before the journal: it would undo them
-      if (journaled) ZYNAdmSetJournal::Remove(_journal);
+      if (journal >= 0) ZYNAdmSetJournal::Remove(_journal, journal);
       return 0;
     }
     // A name other than the planned one: the journal would miss it.
-    if (journaled && file->_nameless && file->_temporary != file->_planned) {
-      ZYNAdmSetJournal::Remove(_journal);
-      journaled = false;
+    if (journal >= 0 && file->_nameless && file->_temporary != file->_planned) {
+      ZYNAdmSetJournal::Remove(_journal, journal);
+      journal = -1;
     }
   }
   std::vector<int> done(_files.size(), 0);
@@ -414,12 +414,12 @@ int ZYNAdmReplacingFileSet::Commit() {
     }
     _failed = _files[i]->_path;
     for (auto& file : _files) file->Discard();  // the hidden names, holding the new files again
-    if (journaled) ZYNAdmSetJournal::Remove(_journal);
+    if (journal >= 0) ZYNAdmSetJournal::Remove(_journal, journal);
     return 0;
   }
   for (auto& file : _files) file->Done();
   for (auto& file : _files) file->Discard();
   for (auto& file : _files) sSyncFolder(file->_final);
-  if (journaled) ZYNAdmSetJournal::Remove(_journal);
+  if (journal >= 0) ZYNAdmSetJournal::Remove(_journal, journal);
   return 1;
 }

@@ -77,7 +77,7 @@ class ZYNAdmReplacingFileSet {
  private:
   ZYNAdmReplacingFileSet(ZYNAdmReplacingFileSet const&) = delete;
   ZYNAdmReplacingFileSet& operator=(ZYNAdmReplacingFileSet const&) = delete;
-  bool WriteJournal();
+  int WriteJournal();  // its descriptor, or -1
   std::vector<std::unique_ptr<ZYNAdmReplacingFile>> _files;
   DString _failed;
   std::string _journal;

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -118,43 +119,52 @@ static bool sWriteAll(int fd, std::string const& text) {
 }
 
 // Nameless until whole where the file system allows, so that a run killed while writing
-// it leaves no journal cut short; else written at its name directly.
-bool ZYNAdmSetJournal::Write(std::string const& path, std::vector<Member> const& members) {
+// it leaves no journal cut short; else written at its name directly (a replay meanwhile
+// finds it cut short and leaves it).
+int ZYNAdmSetJournal::Write(std::string const& path, std::vector<Member> const& members) {
   std::string text = Format(members);
   int fd = open(sFolderOf(path).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
   if (fd >= 0) {
     char source[64];
     std::snprintf(source, sizeof source, "/proc/self/fd/%d", fd);
-    bool done =
-        sWriteAll(fd, text) && (linkat(AT_FDCWD, source, AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0 ||
-                                (errno != EEXIST && linkat(fd, "", AT_FDCWD, path.c_str(), AT_EMPTY_PATH) == 0));
-    close(fd);
-    if (done) sSyncFolder(path);
-    return done;
+    bool done = flock(fd, LOCK_EX | LOCK_NB) == 0 && sWriteAll(fd, text) &&
+                (linkat(AT_FDCWD, source, AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0 ||
+                 (errno != EEXIST && linkat(fd, "", AT_FDCWD, path.c_str(), AT_EMPTY_PATH) == 0));
+    if (!done) {
+      close(fd);
+      return -1;
+    }
+    sSyncFolder(path);
+    return fd;
   }
   fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-  if (fd < 0) return false;
-  bool done = sWriteAll(fd, text);
-  close(fd);
-  if (!done) unlink(path.c_str());
-  if (done) sSyncFolder(path);
-  return done;
+  if (fd < 0) return -1;
+  if (flock(fd, LOCK_EX | LOCK_NB) != 0 || !sWriteAll(fd, text)) {
+    unlink(path.c_str());
+    close(fd);
+    return -1;
+  }
+  sSyncFolder(path);
+  return fd;
 }
 
-void ZYNAdmSetJournal::Remove(std::string const& path) {
+void ZYNAdmSetJournal::Remove(std::string const& path, int descriptor) {
   if (unlink(path.c_str()) == 0) sSyncFolder(path);
+  close(descriptor);
 }
 
 // ---------------------------------------------------------------------------------------
 
-// The journal's bytes, if it is a plain file of ours that nobody else may have written.
-static bool sReadOwn(std::string const& path, std::string& bytes, bool& exists) {
-  int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+// The journal's bytes, if it is a plain file of ours that nobody else may have written
+// and no run is still swapping under; `fd` open and locked then, for the replay.
+static bool sReadOwn(std::string const& path, std::string& bytes, bool& exists, int& fd) {
+  fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
   exists = fd >= 0 || errno != ENOENT;
   if (fd < 0) return false;
   struct stat info;
   bool own = fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_uid == geteuid() &&
-             (info.st_mode & (S_IWGRP | S_IWOTH)) == 0 && static_cast<size_t>(info.st_size) <= S_MaxBytes;
+             (info.st_mode & (S_IWGRP | S_IWOTH)) == 0 && static_cast<size_t>(info.st_size) <= S_MaxBytes &&
+             flock(fd, LOCK_EX | LOCK_NB) == 0;
   if (own) {
     bytes.resize(S_MaxBytes + 1);
     size_t got = 0;
@@ -166,9 +176,11 @@ static bool sReadOwn(std::string const& path, std::string& bytes, bool& exists) 
       if (got == bytes.size()) break;
     }
     bytes.resize(got);
+    return true;
   }
   close(fd);
-  return own;
+  fd = -1;
+  return false;
 }
 
 // Only the paths the caller's set has, and hidden names of the shape a set makes
@@ -197,11 +209,21 @@ static int sHolds(std::string const& path, ZYNAdmSetJournal::Member const& membe
   return info.st_dev == member.device && info.st_ino == member.inode ? 1 : 0;
 }
 
+namespace {
+struct SClose {
+  int fd = -1;
+  ~SClose() {
+    if (fd >= 0) close(fd);
+  }
+};
+}  // namespace
+
 ZYNAdmSetJournal::Outcome ZYNAdmSetJournal::Recover(std::string const& path, std::vector<std::string> const& finals) {
   std::string journal = Canonical(path);
   std::string bytes;
   bool exists = false;
-  if (journal.empty() || !sReadOwn(journal, bytes, exists)) return exists ? Ignored : None;
+  SClose locked;
+  if (journal.empty() || !sReadOwn(journal, bytes, exists, locked.fd)) return exists ? Ignored : None;
   std::vector<Member> members;
   std::vector<std::string> allowed;
   for (std::string const& final : finals) allowed.push_back(Canonical(final));

@@ -24,16 +24,18 @@ class ZYNAdmSetJournal {
 
   // `path` with its folder resolved: empty where the folder can't be.
   static std::string Canonical(std::string const& path);
-  // A new journal at `path`, on disk with its folder entry, where none was: false if not.
-  static bool Write(std::string const& path, std::vector<Member> const& members);
-  static void Remove(std::string const& path);
+  // A new journal at `path`, on disk with its folder entry, where none was: its
+  // descriptor, locked until Remove, so that no other run replays the swaps under way;
+  // -1 if not.
+  static int Write(std::string const& path, std::vector<Member> const& members);
+  static void Remove(std::string const& path, int descriptor);
 
   // The set of the journal at `path` made whole: forward where every new file is still
   // there (at its path or under its hidden name), else back; then the hidden names and
-  // the journal go. A journal that isn't ours alone (a link, another owner, writable by
-  // others), or names a final path not in `finals` or a hidden name elsewhere than
-  // beside its path or the journal, is left as it is (Ignored). Failed: a step couldn't
-  // be done (a read-only media); the journal stays for a run that can.
+  // the journal go. A journal locked by a run still swapping, or one that isn't ours alone (a link, another owner,
+  // writable by others), or names a final path not in `finals` or a hidden name elsewhere than beside its path or the
+  // journal, is left as it is (Ignored). Failed: a step couldn't be done (a read-only media); the journal stays for a
+  // run that can.
   static Outcome Recover(std::string const& path, std::vector<std::string> const& finals);
 };
 

@@ -1,4 +1,6 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 
 #include <csignal>
@@ -242,6 +244,10 @@ struct SSetOnDisk {
   std::vector<ZYNAdmSetJournal::Member> members;
   std::vector<std::string> finals;
   std::string journal;
+  int held = -1;  // the journal, locked as a run still swapping holds it
+  ~SSetOnDisk() {
+    if (held >= 0) close(held);
+  }
   SSetOnDisk(int swapped, int lost = -1, int dropped = -1) {
     journal = tree.Path(".J.journal");
     for (int i = 0; i < 3; ++i) {
@@ -317,6 +323,7 @@ TEST(ZYNAdmStreams, SetJournalNotOursOrNamingOtherPathsIsLeftAlone) {
          rename(s.journal.c_str(), s.tree.Path("real").c_str()), s.tree.Link("real", ".J.journal");
        }},
       {"other owner", [](SSetOnDisk& s) { chown(s.journal.c_str(), 65534, 65534); }},
+      {"locked", [](SSetOnDisk& s) { flock(s.held = open(s.journal.c_str(), O_RDONLY), LOCK_EX); }},
       {"group-writable", [](SSetOnDisk& s) { chmod(s.journal.c_str(), 0620); }},
       {"final outside", [](SSetOnDisk& s) { s.finals.pop_back(); }},
       {"hidden elsewhere",
