@@ -102,9 +102,7 @@ static std::string sFolderOf(std::string const& path) {
   return slash == std::string::npos ? "." : (slash == 0 ? "/" : path.substr(0, slash));
 }
 
-// A hidden name for `path` nobody else uses, in the folder `aside` or else beside it;
-// `make` creates it (O_EXCL or link), so a file or a link planted there makes us try
-// another name rather than use it.
+// A hidden name beside `path` that no other run or call makes: `.<name>.<pid>.<counter>.<ns>~`.
 static std::string sHiddenCandidate(std::string const& path) {
   static std::atomic<unsigned> S_counter(0);
   size_t slash = path.rfind('/');
@@ -118,6 +116,9 @@ static std::string sHiddenCandidate(std::string const& path) {
   return folder + "." + name + suffix;
 }
 
+// A hidden name for `path` nobody else uses, in the folder `aside` or else beside it;
+// `make` creates it (O_EXCL or link), so a file or a link planted there makes us try
+// another name rather than use it.
 template <typename Make>
 static int sBeside(std::string const& path, std::string const& aside, std::string& hidden, Make make) {
   if (!aside.empty()) {
