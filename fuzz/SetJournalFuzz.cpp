@@ -19,8 +19,10 @@
 namespace {
 std::string sFolder() {
   static std::string folder = [] {
-    char pattern[] = "/tmp/zynfuzzjournal.XXXXXX";
-    if (mkdtemp(pattern) == nullptr) std::abort();
+    // Under $TMPDIR where given: a memory file system spares the disk a file per input.
+    char const* top = std::getenv("TMPDIR");
+    std::string pattern = std::string(top != nullptr && *top != '\0' ? top : "/tmp") + "/zynfuzzjournal.XXXXXX";
+    if (mkdtemp(&pattern[0]) == nullptr) std::abort();
     std::string made(pattern);
     for (char const* sub : {"/1", "/1/0data", "/2", "/2/0data"}) mkdir((made + sub).c_str(), 0700);
     std::atexit([] { std::filesystem::remove_all(sFolder()); });
@@ -54,7 +56,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   std::vector<std::string> finals = {folder + "/1/0data/MediaContent.xml", folder + "/2/0data/MediaContent.xml",
                                      folder + "/1/0data/MediaContent.xml.minisig"};
-  for (std::string const& final : finals) sPut(final, "old");
+  struct stat info;
+  for (std::string const& final : finals) {
+    if (lstat(final.c_str(), &info) != 0) sPut(final, "old");
+  }
   std::string journal = folder + "/.MediaContent.xml.journal";
   sPut(journal, text);
   ZYNAdmSetJournal::Recover(journal, finals);
