@@ -17,18 +17,19 @@
 #include "ZYNAdmSetJournal.h"
 
 namespace {
+// Plain bytes, not a string: the folder is removed at exit, after static objects are gone.
+char S_Folder[4096];
+
 std::string sFolder() {
-  static std::string folder = [] {
+  if (S_Folder[0] == '\0') {
     // Under $TMPDIR where given: a memory file system spares the disk a file per input.
     char const* top = std::getenv("TMPDIR");
-    std::string pattern = std::string(top != nullptr && *top != '\0' ? top : "/tmp") + "/zynfuzzjournal.XXXXXX";
-    if (mkdtemp(&pattern[0]) == nullptr) std::abort();
-    std::string made(pattern);
-    for (char const* sub : {"/1", "/1/0data", "/2", "/2/0data"}) mkdir((made + sub).c_str(), 0700);
-    std::atexit([] { std::filesystem::remove_all(sFolder()); });
-    return made;
-  }();
-  return folder;
+    std::snprintf(S_Folder, sizeof S_Folder, "%s/zynfuzzjournal.XXXXXX", top != nullptr && *top != '\0' ? top : "/tmp");
+    if (mkdtemp(S_Folder) == nullptr) std::abort();
+    for (char const* sub : {"/1", "/1/0data", "/2", "/2/0data"}) mkdir((std::string(S_Folder) + sub).c_str(), 0700);
+    std::atexit([] { std::filesystem::remove_all(S_Folder); });
+  }
+  return S_Folder;
 }
 
 void sPut(std::string const& path, std::string const& text) {
