@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include "ZYNAdmNarrowText.h"
+#include "ZYNAdmSetJournal.h"
 
 static const size_t S_WriteBuffer = 256 * 1024;
 
@@ -101,26 +102,33 @@ static std::string sFolderOf(std::string const& path) {
   return slash == std::string::npos ? "." : (slash == 0 ? "/" : path.substr(0, slash));
 }
 
+// A hidden name beside `path` that no other run or call makes: `.<name>.<pid>.<counter>.<ns>~`.
+static std::string sHiddenCandidate(std::string const& path) {
+  static std::atomic<unsigned> S_counter(0);
+  size_t slash = path.rfind('/');
+  std::string folder = slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
+  std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+  struct timespec now;
+  clock_gettime(CLOCK_REALTIME, &now);
+  char suffix[64];
+  std::snprintf(suffix, sizeof suffix, ".%d.%u.%lx~", static_cast<int>(getpid()), S_counter.fetch_add(1),
+                static_cast<unsigned long>(now.tv_nsec));
+  return folder + "." + name + suffix;
+}
+
 // A hidden name for `path` nobody else uses, in the folder `aside` or else beside it;
 // `make` creates it (O_EXCL or link), so a file or a link planted there makes us try
 // another name rather than use it.
 template <typename Make>
 static int sBeside(std::string const& path, std::string const& aside, std::string& hidden, Make make) {
-  static std::atomic<unsigned> S_counter(0);
-  size_t slash = path.rfind('/');
-  std::string folder = slash == std::string::npos ? std::string() : path.substr(0, slash + 1);
-  std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
   if (!aside.empty()) {
-    int result = sBeside(aside + "/" + name, std::string(), hidden, make);
+    size_t slash = path.rfind('/');
+    int result = sBeside(aside + "/" + (slash == std::string::npos ? path : path.substr(slash + 1)), std::string(),
+                         hidden, make);
     if (result >= 0 || (errno != EXDEV && errno != EACCES && errno != EPERM && errno != EROFS)) return result;
   }
   for (int attempt = 0; attempt < 100; ++attempt) {
-    struct timespec now;
-    clock_gettime(CLOCK_REALTIME, &now);
-    char suffix[64];
-    std::snprintf(suffix, sizeof suffix, ".%d.%u.%lx~", static_cast<int>(getpid()), S_counter.fetch_add(1),
-                  static_cast<unsigned long>(now.tv_nsec));
-    hidden = folder + "." + name + suffix;
+    hidden = sHiddenCandidate(path);
     int result = make(hidden);
     if (result >= 0 || errno != EEXIST) return result;
   }
@@ -232,12 +240,37 @@ int ZYNAdmReplacingFile::Close() {
   return _deferred ? 1 : Commit();
 }
 
-// Step 1 of a commit: the file under a hidden name beside its path.
+// Before a commit's journal: the hidden name Name will give a nameless file (where
+// sBeside would put it, free now), and the new file's identity.
+int ZYNAdmReplacingFile::Plan(struct stat& identity) {
+  if (_inPlace || !_flushed || fstat(fileno(sFile(_handle)), &identity) != 0) return 0;
+  _planned.clear();
+  if (!_nameless) return 1;
+  std::string path = _final;
+  struct stat aside;
+  if (!_aside.empty() && stat(_aside.c_str(), &aside) == 0 && aside.st_dev == identity.st_dev &&
+      access(_aside.c_str(), W_OK) == 0) {
+    size_t slash = _final.rfind('/');
+    path = _aside + "/" + (slash == std::string::npos ? _final : _final.substr(slash + 1));
+  }
+  for (int attempt = 0; attempt < 100 && _planned.empty(); ++attempt) {
+    std::string candidate = sHiddenCandidate(path);
+    struct stat taken;
+    if (lstat(candidate.c_str(), &taken) != 0 && errno == ENOENT) _planned = candidate;
+  }
+  return _planned.empty() ? 0 : 1;
+}
+
+// Step 1 of a commit: the file under a hidden name beside its path (the planned one, if
+// free still).
 int ZYNAdmReplacingFile::Name() {
   if (_inPlace || !_flushed) return 0;
   if (_nameless) {
     int fd = fileno(sFile(_handle));
-    if (sBeside(_final, _aside, _temporary, [fd](std::string const& name) { return sLinkNameless(fd, name); }) != 0) {
+    if (!_planned.empty() && sLinkNameless(fd, _planned) == 0) {
+      _temporary = _planned;
+    } else if (sBeside(_final, _aside, _temporary, [fd](std::string const& name) { return sLinkNameless(fd, name); }) !=
+               0) {
       _temporary.clear();
       Discard();
       return 0;
@@ -295,11 +328,47 @@ ZYNAdmReplacingFile& ZYNAdmReplacingFileSet::Add(DString const& path, DString co
   return *_files.back();
 }
 
+void ZYNAdmReplacingFileSet::SetJournal(DString const& path) {
+  ZYNAdmNarrowText narrow(path);
+  _journal = path.IsEmpty() || narrow.IsNull() ? std::string() : ZYNAdmSetJournal::Canonical(narrow.Get());
+}
+
+// Each file's path, its hidden name and the new file's identity, before any is named:
+// a run killed after it leaves no name the journal doesn't list.
+int ZYNAdmReplacingFileSet::WriteJournal() {
+  if (_journal.empty()) return -1;
+  std::vector<ZYNAdmSetJournal::Member> members;
+  for (auto& file : _files) {
+    ZYNAdmSetJournal::Member member;
+    struct stat identity;
+    if (file->Plan(identity) == 0) return -1;
+    member.final = ZYNAdmSetJournal::Canonical(file->_final);
+    member.hidden = ZYNAdmSetJournal::Canonical(file->_nameless ? file->_planned : file->_temporary);
+    if (member.final.empty() || member.hidden.empty()) return -1;
+    member.device = identity.st_dev;
+    member.inode = identity.st_ino;
+    members.push_back(member);
+  }
+  return ZYNAdmSetJournal::Write(_journal, members);
+}
+
+int ZYNAdmReplacingFileSet::Recover(DString const& journal, std::vector<DString> const& finals) {
+  ZYNAdmNarrowText narrow(journal);
+  if (journal.IsEmpty() || narrow.IsNull()) return ZYNAdmSetJournal::None;
+  std::vector<std::string> paths;
+  for (DString const& final : finals) {
+    ZYNAdmNarrowText path(final);
+    if (!final.IsEmpty() && !path.IsNull()) paths.push_back(path.Get());
+  }
+  return ZYNAdmSetJournal::Recover(narrow.Get(), paths);
+}
+
 // Every new file is named before the first takes its place, and the old files are swapped
 // out rather than dropped until every one is in, so that a swap that fails puts back the
 // files already replaced: the old set stays, or the new one is whole. Where the file
 // system can't swap, a rename that fails half way leaves a mixed set. Nothing slow lies
-// between the first name and the last swap: a run killed there leaves hidden names.
+// between the first name and the last swap; a run killed there leaves the journal, for
+// the next run to finish or undo the swaps.
 int ZYNAdmReplacingFileSet::Commit() {
   // Open, the old files are only unnamed at the end, their room freed after it.
   std::vector<int> old;
@@ -320,14 +389,23 @@ int ZYNAdmReplacingFileSet::Commit() {
     }
   } closer{old};
   SSignalsHeld held;
+  int journal = WriteJournal();
   for (auto& file : _files) {
     if (file->_inPlace || file->Name() == 0) {
       _failed = file->_path;
+      for (auto& made : _files) made->Discard();  // before the journal: it would undo them
+      if (journal >= 0) ZYNAdmSetJournal::Remove(_journal, journal);
       return 0;
+    }
+    // A name other than the planned one: the journal would miss it.
+    if (journal >= 0 && file->_nameless && file->_temporary != file->_planned) {
+      ZYNAdmSetJournal::Remove(_journal, journal);
+      journal = -1;
     }
   }
   std::vector<int> done(_files.size(), 0);
   for (size_t i = 0; i < _files.size(); ++i) {
+    // A swap that fails drops its new file: a journal left from here on is replayed back.
     done[i] = _files[i]->Rename(true);
     if (done[i] != 0) continue;
     for (size_t j = 0; j < i; ++j) {
@@ -336,10 +414,13 @@ int ZYNAdmReplacingFileSet::Commit() {
       if (done[j] == 3) unlink(file._final.c_str());
     }
     _failed = _files[i]->_path;
-    return 0;  // the hidden names, holding the new files again, go with the set
+    for (auto& file : _files) file->Discard();  // the hidden names, holding the new files again
+    if (journal >= 0) ZYNAdmSetJournal::Remove(_journal, journal);
+    return 0;
   }
   for (auto& file : _files) file->Done();
   for (auto& file : _files) file->Discard();
   for (auto& file : _files) sSyncFolder(file->_final);
+  if (journal >= 0) ZYNAdmSetJournal::Remove(_journal, journal);
   return 1;
 }

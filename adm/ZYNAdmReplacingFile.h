@@ -1,6 +1,8 @@
 #ifndef ZYN_ADM_ZYNADMREPLACINGFILE_H
 #define ZYN_ADM_ZYNADMREPLACINGFILE_H
 
+#include <sys/stat.h>
+
 #include <memory>
 #include <string>
 #include <vector>
@@ -32,6 +34,7 @@ class ZYNAdmReplacingFile : public ZYNAdmOutputStream {
   ZYNAdmReplacingFile& operator=(ZYNAdmReplacingFile const&) = delete;
   friend class ZYNAdmReplacingFileSet;
   void Discard();
+  int Plan(struct stat& identity);
   int Name();
   int Rename(bool keepOld);
   void Done();
@@ -40,6 +43,7 @@ class ZYNAdmReplacingFile : public ZYNAdmOutputStream {
   std::string _final;      // the narrow path
   std::string _temporary;  // the hidden name; empty when nameless or written in place
   std::string _aside;      // where the hidden name goes, if not beside the path
+  std::string _planned;    // the hidden name a nameless file is to get
   long _handle;
   bool _failed;
   bool _deferred;
@@ -53,21 +57,30 @@ class ZYNAdmReplacingFile : public ZYNAdmOutputStream {
 // New files that replace old ones together: each is written and flushed through its own
 // Add()ed stream, and only when every one of them closed whole does Commit put them all
 // at their paths, one rename each, with nothing slow between the renames. Files not
-// committed are removed with the set.
+// committed are removed with the set. With a journal, a run killed between two renames
+// leaves what Recover, in the next run, turns into the old set or the new one.
 class ZYNAdmReplacingFileSet {
  public:
   ZYNAdmReplacingFileSet() = default;
   // `aside`: a folder on the same file system for the hidden names, where a run killed
   // half way leaves nothing a later look at the folders of `path` would find.
   ZYNAdmReplacingFile& Add(DString const& path, DString const& aside = DString());
+  // Where Commit records the swaps it is about to make (see ZYNAdmSetJournal); none by
+  // default. A journal that can't be written costs only the replay.
+  void SetJournal(DString const& path);
   int Commit();                                      // 1 when every file is at its path
   DString const& Failed() const { return _failed; }  // the path that failed the commit
+  // The set a killed Commit left made whole, if `journal` is there and names only paths
+  // among `finals`: ZYNAdmSetJournal::Outcome's values.
+  static int Recover(DString const& journal, std::vector<DString> const& finals);
 
  private:
   ZYNAdmReplacingFileSet(ZYNAdmReplacingFileSet const&) = delete;
   ZYNAdmReplacingFileSet& operator=(ZYNAdmReplacingFileSet const&) = delete;
+  int WriteJournal();  // its descriptor, or -1
   std::vector<std::unique_ptr<ZYNAdmReplacingFile>> _files;
   DString _failed;
+  std::string _journal;
 };
 
 #endif

@@ -104,6 +104,13 @@ class ZYNInsMediaCheckerServices {
   static int GetCDsList(DStrings& names);
   // 1 found; 0 not found, and `found` is then `parent` itself.
   static int GetFirstElement(ZYNAdmXmlElement parent, DString name, ZYNAdmXmlElement& found);
+
+  // --- The reference set's journal (ServicesJournal.cpp): beside the volume folders
+  // below `base`, left by a regeneration killed while it swapped the set in.
+  static DString GetJournalPath(DString const& base);
+  // The set the journal names made whole (old or new) where one is left and can be
+  // replayed; nothing to say either way: a run that can't goes on as it would have.
+  static void RecoverReferenceSet(DString const& base);
 };
 
 // One line from standard input, in the system's encoding; its first character is taken

@@ -48,6 +48,11 @@ static int sSignatureFailed(DString const& refPath) {
 
 int ZYNInsMediaCheckerServices::CheckMode() {
   ZYNInsMsg::Debug(DString(L"{ZYNInsMediaCheckerServices::CheckMode}start checking process ..."));
+  // A regeneration killed while it swapped the set in left its journal beside the volume
+  // folders: the set is made whole first, so that the verdict is the media's own.
+  if (!Options::IsPhysicalCD()) {
+    RecoverReferenceSet(Options::GetExternalFolder().IsEmpty() ? Options::GetCDsPath() : Options::GetExternalFolder());
+  }
   DString base = Options::GetExternalFolder().IsEmpty() ? Options::GetCD1Path() : Options::GetExternalFolder() + L"/1";
   DString refPath = base + L"/" + ZYNInsMediaGeometry::ReferenceTail();
   ZYNInsMsg::Debug(DString(L"{ZYNInsMediaCheckerServices::CheckMode} computed reffile path : ") + refPath);

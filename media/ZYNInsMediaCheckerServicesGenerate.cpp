@@ -117,6 +117,8 @@ int ZYNInsMediaCheckerServices::GenerateMode() {
 
   DString base = Options::GetExternalFolder();
   if (base.IsEmpty()) base = Options::GetCDsPath();
+  // The set a killed regeneration left half swapped is whole again before it is replaced.
+  RecoverReferenceSet(base);
   DString unwritable = sUnwritableOutput(base);
   if (!unwritable.IsEmpty()) return sFail(unwritable, DString());
 
@@ -152,6 +154,7 @@ int ZYNInsMediaCheckerServices::GenerateMode() {
   // The reference and the tags replace the old ones together, once all are on disk: a
   // tag that can't be written leaves the old set, not a new reference with old tags.
   ZYNAdmReplacingFileSet files;
+  files.SetJournal(GetJournalPath(base));
   if (signKey.IsEmpty()) {
     if (sWriteXml(view, files.Add(path, base)) == 0) return sFail(sUnableToWrite(path), relText);
   } else {

@@ -260,6 +260,7 @@ TEST(ZYNAdmStreams, ReplacingFileSetCommitsAllOrNone) {
       ZYNAdmReplacingFileSet set;
       ZYNAdmReplacingFile& first = set.Add(tree.DPath("a/f"), ZYNTestD(tree.Root()));
       ZYNAdmReplacingFile& second = set.Add(tree.DPath("b/g"));
+      set.SetJournal(tree.DPath(".journal"));  // gone with the commit, as are the names
       ASSERT_EQ(1, first.Open());
       ASSERT_EQ(1, second.Open());
       EXPECT_EQ(3, first.Write(data, 3));

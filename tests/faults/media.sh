@@ -24,7 +24,7 @@ only_the_set() {
   done
 }
 
-# Nor beside the volumes, where a killed run's hidden names wait (no check looks there).
+# Nor beside the volumes, where the hidden names and the journal of a set wait.
 nothing_beside_the_volumes() { [ -z "$(ls -A "$work/m" | grep -v '^[0-9]$')" ]; }
 
 # run_to OUT STATUSFILE COMMAND...: runs bounded in time; 124 on a hang.
