@@ -78,7 +78,10 @@ void ZYNInsDigestPool::Add(ZYNInsDigestJob* jobs, size_t count) {
   if (!_threaded) return;
   _JoinColdReaders();
   for (size_t at = 0; at < count; at += S_chunkSize) {
-    _chunks.emplace_back(new Chunk{jobs + at, std::min(S_chunkSize, count - at)});
+    // The first batches, then one in sixteen: enough to see a cold device soon, at a
+    // call per 128 files once the volume has shown itself warm.
+    bool probe = _chunks.size() < 64 || _chunks.size() % 16 == 0;
+    _chunks.emplace_back(new Chunk{jobs + at, std::min(S_chunkSize, count - at), probe});
     _queue->PushFirst(_chunks.back().get());
     _queued->Signal();
   }
@@ -106,7 +109,7 @@ bool ZYNInsDigestPool::_DoQueuedChunk() {
     ZYNInsDigestJob& job = chunk.first[i];
     // A worker has no one to throw to: the walk throws for it when it takes the job.
     try {
-      _Digest(job, i == 0);
+      _Digest(job, i == 0 && chunk.probe);
     } catch (...) {
       job.thrown = std::current_exception();
       job.folder->Release();
@@ -136,7 +139,6 @@ void ZYNInsDigestPool::_Digest(ZYNInsDigestJob& job, bool probe) {
   ZYNInsDigestFolder& folder = *job.folder;
   {
     ZYNInsEntryInputFile input(_FolderFd(folder), job.name);
-    // A chunk's first file tells whether the files come from memory or from the device.
     if (probe && _coldAllowed && !_coldJoined.load(std::memory_order_relaxed)) {
       _probes.fetch_add(1, std::memory_order_relaxed);
       input.ProbeMemory(&_misses);

@@ -86,6 +86,7 @@ class ZYNInsDigestPool {
   struct Chunk {
     ZYNInsDigestJob* first;
     size_t count;
+    bool probe;  // its first file tells whether the files come from memory
   };
 
   ZYNInsDigestPool(ZYNInsDigestPool const&) = delete;
