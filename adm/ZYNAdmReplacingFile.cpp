@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "ZYNAdmFolderEntry.h"
 #include "ZYNAdmNarrowText.h"
 #include "ZYNAdmSetJournal.h"
 
@@ -97,11 +98,6 @@ static void sForget(int& slot) {
 
 // ---------------------------------------------------------------------------------------
 
-static std::string sFolderOf(std::string const& path) {
-  size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "." : (slash == 0 ? "/" : path.substr(0, slash));
-}
-
 // A hidden name beside `path` that no other run or call makes: `.<name>.<pid>.<counter>.<ns>~`.
 static std::string sHiddenCandidate(std::string const& path) {
   static std::atomic<unsigned> S_counter(0);
@@ -135,24 +131,8 @@ static int sBeside(std::string const& path, std::string const& aside, std::strin
   return -1;
 }
 
-// The rename is on disk only once its folder is; a failure here loses no data.
-static void sSyncFolder(std::string const& path) {
-  int fd = open(sFolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fd < 0) return;
-  fsync(fd);
-  close(fd);
-}
-
 // A nameless file can be given a name through /proc (or by a privileged process without).
 static bool sCanLinkNameless() { return access("/proc/self/fd", X_OK) == 0 || geteuid() == 0; }
-
-static int sLinkNameless(int fd, std::string const& name) {
-  char source[64];
-  std::snprintf(source, sizeof source, "/proc/self/fd/%d", fd);
-  if (linkat(AT_FDCWD, source, AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) return 0;
-  if (errno == EEXIST) return -1;
-  return linkat(fd, "", AT_FDCWD, name.c_str(), AT_EMPTY_PATH);
-}
 
 // ---------------------------------------------------------------------------------------
 
@@ -190,7 +170,7 @@ int ZYNAdmReplacingFile::Open() {
   mode_t mode = keepMode ? (existing.st_mode & 0777) : 0666;
   int fd = -1;
   if (sCanLinkNameless()) {
-    fd = open(sFolderOf(_final).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, mode);
+    fd = open(ZYNAdmFolderOf(_final).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, mode);
     _nameless = fd >= 0;
   }
   SSignalsHeld held;
@@ -267,10 +247,10 @@ int ZYNAdmReplacingFile::Name() {
   if (_inPlace || !_flushed) return 0;
   if (_nameless) {
     int fd = fileno(sFile(_handle));
-    if (!_planned.empty() && sLinkNameless(fd, _planned) == 0) {
+    if (!_planned.empty() && ZYNAdmLinkNameless(fd, _planned) == 0) {
       _temporary = _planned;
-    } else if (sBeside(_final, _aside, _temporary, [fd](std::string const& name) { return sLinkNameless(fd, name); }) !=
-               0) {
+    } else if (sBeside(_final, _aside, _temporary,
+                       [fd](std::string const& name) { return ZYNAdmLinkNameless(fd, name); }) != 0) {
       _temporary.clear();
       Discard();
       return 0;
@@ -315,7 +295,7 @@ int ZYNAdmReplacingFile::Commit() {
   SSignalsHeld held;
   if (Name() == 0 || Rename(false) == 0) return 0;
   Discard();
-  sSyncFolder(_final);
+  ZYNAdmSyncFolder(_final);
   return 1;
 }
 
@@ -420,7 +400,7 @@ int ZYNAdmReplacingFileSet::Commit() {
   }
   for (auto& file : _files) file->Done();
   for (auto& file : _files) file->Discard();
-  for (auto& file : _files) sSyncFolder(file->_final);
+  for (auto& file : _files) ZYNAdmSyncFolder(file->_final);
   if (journal >= 0) ZYNAdmSetJournal::Remove(_journal, journal);
   return 1;
 }

@@ -13,6 +13,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "ZYNAdmFolderEntry.h"
+
 static const char S_Header[] = "replacing-set 1";
 static const size_t S_MaxBytes = 64 * 1024;
 static const size_t S_MaxMembers = 64;
@@ -81,11 +83,6 @@ bool ZYNAdmSetJournal::Parse(std::string const& bytes, std::vector<Member>& memb
   return true;
 }
 
-static std::string sFolderOf(std::string const& path) {
-  size_t slash = path.rfind('/');
-  return slash == std::string::npos ? "." : (slash == 0 ? "/" : path.substr(0, slash));
-}
-
 static std::string sNameOf(std::string const& path) {
   size_t slash = path.rfind('/');
   return slash == std::string::npos ? path : path.substr(slash + 1);
@@ -94,18 +91,11 @@ static std::string sNameOf(std::string const& path) {
 std::string ZYNAdmSetJournal::Canonical(std::string const& path) {
   std::string name = sNameOf(path);
   if (name.empty() || name == "." || name == "..") return std::string();
-  char* folder = realpath(sFolderOf(path).c_str(), nullptr);
+  char* folder = realpath(ZYNAdmFolderOf(path).c_str(), nullptr);
   if (folder == nullptr) return std::string();
   std::string result(folder);
   std::free(folder);
   return (result == "/" ? result : result + "/") + name;
-}
-
-static void sSyncFolder(std::string const& path) {
-  int fd = open(sFolderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fd < 0) return;
-  fsync(fd);
-  close(fd);
 }
 
 static bool sWriteAll(int fd, std::string const& text) {
@@ -123,18 +113,14 @@ static bool sWriteAll(int fd, std::string const& text) {
 // finds it cut short and leaves it).
 int ZYNAdmSetJournal::Write(std::string const& path, std::vector<Member> const& members) {
   std::string text = Format(members);
-  int fd = open(sFolderOf(path).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+  int fd = open(ZYNAdmFolderOf(path).c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
   if (fd >= 0) {
-    char source[64];
-    std::snprintf(source, sizeof source, "/proc/self/fd/%d", fd);
-    bool done = flock(fd, LOCK_EX | LOCK_NB) == 0 && sWriteAll(fd, text) &&
-                (linkat(AT_FDCWD, source, AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW) == 0 ||
-                 (errno != EEXIST && linkat(fd, "", AT_FDCWD, path.c_str(), AT_EMPTY_PATH) == 0));
+    bool done = flock(fd, LOCK_EX | LOCK_NB) == 0 && sWriteAll(fd, text) && ZYNAdmLinkNameless(fd, path) == 0;
     if (!done) {
       close(fd);
       return -1;
     }
-    sSyncFolder(path);
+    ZYNAdmSyncFolder(path);
     return fd;
   }
   fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
@@ -144,12 +130,12 @@ int ZYNAdmSetJournal::Write(std::string const& path, std::vector<Member> const& 
     close(fd);
     return -1;
   }
-  sSyncFolder(path);
+  ZYNAdmSyncFolder(path);
   return fd;
 }
 
 void ZYNAdmSetJournal::Remove(std::string const& path, int descriptor) {
-  if (unlink(path.c_str()) == 0) sSyncFolder(path);
+  if (unlink(path.c_str()) == 0) ZYNAdmSyncFolder(path);
   close(descriptor);
 }
 
@@ -190,8 +176,8 @@ static bool sAllowed(std::vector<ZYNAdmSetJournal::Member> const& members, std::
   std::vector<std::string> seen;
   for (auto const& member : members) {
     if (std::find(finals.begin(), finals.end(), member.final) == finals.end()) return false;
-    std::string folder = sFolderOf(member.hidden);
-    if (folder != sFolderOf(journal) && folder != sFolderOf(member.final)) return false;
+    std::string folder = ZYNAdmFolderOf(member.hidden);
+    if (folder != ZYNAdmFolderOf(journal) && folder != ZYNAdmFolderOf(member.final)) return false;
     std::string name = sNameOf(member.hidden), prefix = "." + sNameOf(member.final) + ".";
     if (name.size() <= prefix.size() || name.compare(0, prefix.size(), prefix) != 0 || name.back() != '~') return false;
     if (std::find(seen.begin(), seen.end(), member.final) != seen.end()) return false;
@@ -257,10 +243,10 @@ ZYNAdmSetJournal::Outcome ZYNAdmSetJournal::Recover(std::string const& path, std
     }
   }
   for (Member const& member : members) {
-    sSyncFolder(member.final);
-    if (sFolderOf(member.hidden) != sFolderOf(member.final)) sSyncFolder(member.hidden);
+    ZYNAdmSyncFolder(member.final);
+    if (ZYNAdmFolderOf(member.hidden) != ZYNAdmFolderOf(member.final)) ZYNAdmSyncFolder(member.hidden);
   }
   if (unlink(journal.c_str()) != 0) return Failed;
-  sSyncFolder(journal);
+  ZYNAdmSyncFolder(journal);
   return forward ? Forward : Back;
 }

@@ -32,10 +32,11 @@ class ZYNAdmSetJournal {
 
   // The set of the journal at `path` made whole: forward where every new file is still
   // there (at its path or under its hidden name), else back; then the hidden names and
-  // the journal go. A journal locked by a run still swapping, or one that isn't ours alone (a link, another owner,
-  // writable by others), or names a final path not in `finals` or a hidden name elsewhere than beside its path or the
-  // journal, is left as it is (Ignored). Failed: a step couldn't be done (a read-only media); the journal stays for a
-  // run that can.
+  // the journal go. A journal locked by a run still swapping, one that isn't ours alone
+  // (a link, another owner, writable by others), or one naming a final path not in
+  // `finals` or a hidden name elsewhere than beside its path or the journal, is left as
+  // it is (Ignored). Failed: a step couldn't be done (a read-only media); the journal
+  // stays for a run that can.
   static Outcome Recover(std::string const& path, std::vector<std::string> const& finals);
 };
 
