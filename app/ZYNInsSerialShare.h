@@ -8,6 +8,10 @@ class ZYNInsSerialShare {
  public:
   // Registers the report at exit; nothing where the variable is unset.
   static void EnableFromEnvironment();
+  static bool IsEnabled();
+  // CPU time the first thread spent on work any thread could have taken (digests of
+  // files the workers had not reached yet), told apart in the report.
+  static void AddShareable(long long nanoseconds);
 };
 
 #endif

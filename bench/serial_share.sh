@@ -20,10 +20,10 @@ share() {  # NAME: one line for generate and one for check
   find "$media" -type f -print0 | xargs -0 cat >/dev/null
   rm -rf "$ref"
   printf '%-8s generate: ' "$name"
-  ZYN_SERIAL_SHARE=1 "$exe" -generate -quiet -CD1Path "$media" -refDir "$ref" 2>&1 >/dev/null | grep '^serial share'
+  ZYN_SERIAL_SHARE=1 "$exe" -generate -quiet -CD1Path "$media" -refDir "$ref" 2>&1 >/dev/null | grep -E '^(serial share|order kept)'
   printf '%-8s check:    ' "$name"
   ZYN_SERIAL_SHARE=1 "$exe" -quiet -CD1Path "$media" -refDir "$ref" -xml "$work/$1/share-report.xml" 2>&1 >/dev/null |
-    grep '^serial share'
+    grep -E '^(serial share|order kept)'
   rm -rf "$ref"
 }
 

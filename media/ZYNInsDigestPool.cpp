@@ -3,6 +3,7 @@
 #include "ZYNInsDigestPool.h"
 
 #include <fcntl.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,12 +16,19 @@
 #include "ZYNAdmSHA256.h"
 #include "ZYNInsEntryInputFile.h"
 #include "ZYNInsRunFault.h"
+#include "ZYNInsSerialShare.h"
 #include "ZYNSysSemaphore.h"
 #include "ZYNSysTSDataQueue.h"
 
 // Files queued at a time: enough to keep the queue cold, few enough that the walk rarely
 // waits behind a slow file.
 static size_t const S_chunkSize = 8;
+
+static long long sThreadNanoseconds() {
+  struct timespec now;
+  if (clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now) != 0) return 0;
+  return static_cast<long long>(now.tv_sec) * 1000000000LL + now.tv_nsec;
+}
 
 ZYNInsDigestFolder::~ZYNInsDigestFolder() {
   int descriptor = fd.exchange(-1);
@@ -164,7 +172,10 @@ ZYNInsDigestJob const& ZYNInsDigestPool::Take(ZYNInsDigestJob& job) {
   _JoinColdReaders();
   // Rather than wait, the walk digests what is still queued, the chunk it needs among them.
   while (!job.done.load(std::memory_order_acquire)) {
-    if (!_DoQueuedChunk()) _finished->Wait();
+    long long started = ZYNInsSerialShare::IsEnabled() ? sThreadNanoseconds() : -1;
+    bool digested = _DoQueuedChunk();
+    if (started >= 0 && digested) ZYNInsSerialShare::AddShareable(sThreadNanoseconds() - started);
+    if (!digested) _finished->Wait();
   }
   if (job.thrown) std::rethrow_exception(job.thrown);
   if (job.failure) {
