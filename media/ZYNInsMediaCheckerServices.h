@@ -87,6 +87,8 @@ class ZYNInsMediaCheckerServices {
   // Orders the children of `element` by `compare`, stably; the handle ends on a new body.
   static void XmlEltSort(int (*compare)(const ZYNAdmXmlElement&, const ZYNAdmXmlElement&), ZYNAdmXmlElement& element);
   static int CompareEltsByPathAttr(const ZYNAdmXmlElement& a, const ZYNAdmXmlElement& b);
+  // True where XmlEltSort by path would give the element back as it is.
+  static bool IsSortedByPath(const ZYNAdmXmlElement& element);
 
   // --- Generate mode's release text, also read by check mode (ServicesGenerate.cpp).
   // The release information under `element`'s RelData as XML text: 0 no RelData (or
@@ -111,6 +113,13 @@ class ZYNInsMediaCheckerServices {
   // The set the journal names made whole (old or new) where one is left and can be
   // replayed; nothing to say either way: a run that can't goes on as it would have.
   static void RecoverReferenceSet(DString const& base);
+
+  // --- Volume 1 read ahead (ServicesScan.cpp): listed and digested on other threads
+  // while the check reads and proves its reference. The scan of the same path takes it
+  // over; any other path, or StopReadAhead, drops it. Nothing is read ahead on one
+  // processor.
+  static void StartReadAhead(DString const& cdPath);
+  static void StopReadAhead();
 };
 
 // One line from standard input, in the system's encoding; its first character is taken

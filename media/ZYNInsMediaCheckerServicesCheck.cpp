@@ -20,6 +20,22 @@ typedef ZYNInsMediaCheckerServices Services;
 
 static const wchar_t S_ToolVersion[] = L"1.1";
 
+// Volume 1 of a file tree is read ahead while its reference is read and proved, where
+// it is among the volumes checked; whatever way the check ends, the reading stops.
+class SReadAheadScope {
+ public:
+  SReadAheadScope() {
+    if (Options::IsPhysicalCD()) return;
+    DStrings toCheck = Options::GetCDsToCheck();
+    if (!toCheck.IsEmpty() && toCheck.Find(DString(L"1"), 0) < 0) return;
+    DString path = Options::GetCDPath(1);
+    Services::StartReadAhead(path.IsEmpty() ? ZYNInsMediaGeometry::FileTreeVolumePath(1) : path);
+  }
+  ~SReadAheadScope() { Services::StopReadAhead(); }
+  SReadAheadScope(SReadAheadScope const&) = delete;
+  SReadAheadScope& operator=(SReadAheadScope const&) = delete;
+};
+
 // A run that stops before its verdict still leaves its reason in a report.
 static int sStop(DString const& reason, DString const& relData) {
   Services::DisplayError(reason);
@@ -53,6 +69,7 @@ int ZYNInsMediaCheckerServices::CheckMode() {
   if (!Options::IsPhysicalCD()) {
     RecoverReferenceSet(Options::GetExternalFolder().IsEmpty() ? Options::GetCDsPath() : Options::GetExternalFolder());
   }
+  SReadAheadScope readAhead;
   DString base = Options::GetExternalFolder().IsEmpty() ? Options::GetCD1Path() : Options::GetExternalFolder() + L"/1";
   DString refPath = base + L"/" + ZYNInsMediaGeometry::ReferenceTail();
   ZYNInsMsg::Debug(DString(L"{ZYNInsMediaCheckerServices::CheckMode} computed reffile path : ") + refPath);

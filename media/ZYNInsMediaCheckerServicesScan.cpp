@@ -18,12 +18,16 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <climits>
+#include <exception>
 #include <memory>
 #include <utility>
 #include <vector>
 
 #include "DStrings.h"
+#include "QRTThreads.h"
+#include "QRTWorkers.h"
 #include "ZYNAdmError.h"
 #include "ZYNAdmNarrowText.h"
 #include "ZYNAdmXmlElement.h"
@@ -76,6 +80,7 @@ struct SFolderId {
 // What the reading of one volume keeps track of.
 struct SScanReader {
   ZYNInsDigestPool* pool;
+  std::atomic<bool> const* cancelled;  // a reading ahead given up: no folder more is opened
   std::vector<SFolderId> ancestors;
   int keptDescriptors = 0;
   int descriptorBudget = 0;
@@ -215,6 +220,7 @@ static void sQueueDigests(SScanReader& reader, DString const& path, int fd, SSca
 // sub-folders, as the walk by path did.
 static void sReadFolder(SScanReader& reader, DString const& path, int parentFd, std::string const& openName,
                         SScanFolder& folder) {
+  if (reader.cancelled->load(std::memory_order_relaxed)) return;
   SFolderId id{};
   int fd = sListFolder(reader, path, parentFd, openName, folder, id);
   if (fd < 0) return;  // nothing was listed
@@ -306,11 +312,27 @@ struct SScanWalk {
   int totalFiles;
 };
 
+// What "%lld" makes of `value`, without a format read for each of a million files.
+static DString sDecimal(long long value) {
+  unsigned short units[24];
+  int at = 24;
+  unsigned long long magnitude =
+      value < 0 ? 0ULL - static_cast<unsigned long long>(value) : static_cast<unsigned long long>(value);
+  do {
+    units[--at] = static_cast<unsigned short>('0' + magnitude % 10);
+    magnitude /= 10;
+  } while (magnitude != 0);
+  if (value < 0) units[--at] = '-';
+  return DString(units + at, 24 - at);
+}
+
 // Step of one regular file: a ZYNInsWalkResult. The element made, if any, lands in `entry`.
 static int sScanFile(SScanWalk& walk, DString const& relativePath, SScanFolder& folder, SScanEntry& entry) {
   SScanVolume const& volume = walk.volume;
   ++walk.fileCount;
-  DString relativeFile = relativePath + L"/" + entry.name;
+  static DString const S_slash(L"/");
+  DString relativeFile(relativePath);
+  relativeFile.Append(S_slash, entry.name);
 
   // The file read is the entry listed, whatever a backslash in its name would make of
   // its path.
@@ -327,7 +349,7 @@ static int sScanFile(SScanWalk& walk, DString const& relativePath, SScanFolder& 
   }
   ZYNInsFindings::FileRead(volume.number, digest.bytesRead);
 
-  DString timestamp = DString::FromNum(entry.hasTime ? entry.lastWriteTime : digest.lastWriteTime, "%lld");
+  DString timestamp = sDecimal(entry.hasTime ? entry.lastWriteTime : digest.lastWriteTime);
 
   // One record for each name, shared by every element: a volume may have a million.
   static DString const S_file(L"File"), S_hash(L"hash"), S_timestamp(L"timestamp"), S_path(L"path");
@@ -456,10 +478,13 @@ static SScanVolume sVolume(DString const& root, int cdIndex) {
 }
 
 // Reads the tree below `path`, the digests of its files started on the way.
-static void sReadTree(DString const& path, SScanFolder& tree, SScanDigests& digests) {
+static void sReadTree(DString const& path, SScanFolder& tree, SScanDigests& digests,
+                      std::atomic<bool> const* cancelled = nullptr) {
+  static std::atomic<bool> const S_never{false};
   digests.pool.reset(new ZYNInsDigestPool());
   SScanReader reader;
   reader.pool = digests.pool.get();
+  reader.cancelled = cancelled != nullptr ? cancelled : &S_never;
   reader.descriptorBudget = sDescriptorBudget(digests.pool->GetMostWorkers());
   // Readers for a cold device only where descriptors are plenty: each holds a file open.
   digests.pool->AllowColdReaders(reader.descriptorBudget >= 1024);
@@ -507,13 +532,91 @@ static int sComputeCDPath(int cdIndex, DString& cdPath) {
   return ZYNInsScanDone;
 }
 
-// Reads, counts, walks and sorts one volume into `cd`; the result of the walk.
-static int sScanVolume(int cdIndex, DString const& cdPath, ZYNAdmXmlElement& cd, DString& errors) {
+namespace {
+
+// Volume 1 of a file tree read on its own thread (its digests on the pool's) while the
+// check reads, proves and identifies the reference: those steps no longer leave the
+// other processors idle. Only reading is done ahead; what the reading leaves (records,
+// a fault of the run) reaches the walk's thread where the scan itself would have read.
+struct SReadAhead {
+  DString walkRoot;
   SScanFolder tree;
   SScanDigests digests;
+  std::atomic<bool> cancelled{false};
+  std::exception_ptr thrown;
+  std::vector<ZYNInsDigestJob::Failure> records;  // left on the reading thread's stack, oldest first
+  std::vector<std::unique_ptr<QRTThreads>> reader;
+};
+
+std::unique_ptr<SReadAhead> S_readAhead;  // the walk's thread only
+
+int sReadAheadMain(void* argument) {
+  SReadAhead& ahead = *static_cast<SReadAhead*>(argument);
+  try {
+    sReadTree(ahead.walkRoot, ahead.tree, ahead.digests, &ahead.cancelled);
+  } catch (...) {
+    ahead.thrown = std::current_exception();
+  }
+  for (int i = ZYNAdmError::GetStackSize() - 1; i >= 0; --i) {
+    ahead.records.push_back(ZYNInsDigestJob::Failure{ZYNAdmError::GetError(i), ZYNAdmError::GetErrorType(i),
+                                                     ZYNAdmError::GetHRESULT(i), ZYNAdmError::GetErrorCode(i)});
+  }
+  ZYNAdmError::FlushStack();
+  return 0;
+}
+
+void sJoinReadAhead(SReadAhead& ahead) {
+  for (std::unique_ptr<QRTThreads>& thread : ahead.reader) thread->Join();
+  ahead.reader.clear();
+}
+
+}  // namespace
+
+void ZYNInsMediaCheckerServices::StartReadAhead(DString const& cdPath) {
+  StopReadAhead();
+  if (cdPath.IsEmpty() || QRTThreads::GetProcessorsNumber() < 2) return;
+  std::unique_ptr<SReadAhead> ahead(new SReadAhead());
+  ahead->walkRoot = sFolderPath(cdPath, DString());
+  if (QRTStartWorkers("read ahead", &sReadAheadMain, ahead.get(), 1, ahead->reader) != 1) return;
+  S_readAhead = std::move(ahead);
+}
+
+// The pool goes before the tree whose folders it reads.
+void ZYNInsMediaCheckerServices::StopReadAhead() {
+  if (!S_readAhead) return;
+  S_readAhead->cancelled.store(true, std::memory_order_relaxed);
+  sJoinReadAhead(*S_readAhead);
+  S_readAhead->digests.pool.reset();
+  S_readAhead.reset();
+}
+
+// The volume read ahead, where it is the one at `walkRoot`; else it is dropped.
+static SReadAhead* sTakeReadAhead(DString const& walkRoot) {
+  if (!S_readAhead) return nullptr;
+  if (!sIsName(S_readAhead->walkRoot, walkRoot)) {
+    Services::StopReadAhead();
+    return nullptr;
+  }
+  SReadAhead& ahead = *S_readAhead;
+  sJoinReadAhead(ahead);
+  for (ZYNInsDigestJob::Failure const& record : ahead.records) {
+    ZYNAdmError::Push(record.message, static_cast<ZYNAdmErrorType>(record.type), record.hresult, record.errorCode);
+  }
+  ahead.records.clear();
+  if (ahead.thrown) std::rethrow_exception(ahead.thrown);
+  return &ahead;
+}
+
+// Reads, counts, walks and sorts one volume into `cd`; the result of the walk.
+static int sScanVolume(int cdIndex, DString const& cdPath, ZYNAdmXmlElement& cd, DString& errors) {
+  SScanFolder ownTree;
+  SScanDigests ownDigests;
   ZYNInsFindings::StartVolume(cdIndex);
   DString walkRoot = sFolderPath(cdPath, DString());
-  if (!cdPath.IsEmpty()) sReadTree(walkRoot, tree, digests);  // an empty path would be the root
+  SReadAhead* ahead = cdPath.IsEmpty() ? nullptr : sTakeReadAhead(walkRoot);
+  SScanFolder& tree = ahead != nullptr ? ahead->tree : ownTree;
+  SScanDigests& digests = ahead != nullptr ? ahead->digests : ownDigests;
+  if (ahead == nullptr && !cdPath.IsEmpty()) sReadTree(walkRoot, tree, digests);  // an empty path would be the root
 
   int totalFiles = 0;
   if (cdPath.IsEmpty()) {
@@ -525,8 +628,10 @@ static int sScanVolume(int cdIndex, DString const& cdPath, ZYNAdmXmlElement& cd,
 
   int fileCount = 0;
   int result = sWalkTree(sVolume(cdPath, cdIndex), tree, digests, DString(), cd, errors, fileCount, totalFiles);
+  if (ahead != nullptr) Services::StopReadAhead();
   sDebug(L"sorting Xml tree...");
-  Services::XmlEltSort(Services::CompareEltsByPathAttr, cd);
+  // The walk hands its elements over in path order: the sort only has to be confirmed.
+  if (!Services::IsSortedByPath(cd)) Services::XmlEltSort(Services::CompareEltsByPathAttr, cd);
   return result;
 }
 

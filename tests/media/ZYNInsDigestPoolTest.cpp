@@ -123,6 +123,12 @@ TEST(ZYNInsDigestPool, OneThreadAndEveryCoreGiveTheSameRun) {
        }},
       {"generate stopped", {"-generate"}, 2, nullptr},
       {"check of part", {"-cds", "2"}, 1, nullptr},
+      {"check of volume 1", {"-cds", "1"}, 1, nullptr},
+      // Volume 1, read ahead while the reference is read, is dropped when there is none.
+      {"reference gone",
+       {},
+       2,
+       [](ZYNTestTempTree const& t, std::string const& m) { unlink(t.Path(m + "/1/0data/MediaContent.xml").c_str()); }},
   };
   for (Step const& step : steps) {
     if (step.damage != nullptr) {
