@@ -14,6 +14,7 @@
 #include "ZYNAdmXmlElement.h"
 #include "ZYNAdmXmlHash.h"
 #include "ZYNAdmXmlOutputFormatter.h"
+#include "ZYNAdmXmlParallelDigest.h"
 #include "ZYNAdmXmlParser.h"
 #include "ZYNInsDir.h"
 #include "ZYNInsExitKeep.h"
@@ -43,14 +44,14 @@ static DString sUnableToWrite(DString const& path) {
 // Laid out on lines as a user reads it; the seal covers the tree, not these bytes.
 static int sWriteXml(ZYNAdmXmlElement const& element, ZYNAdmReplacingFile& file) {
   ZYNAdmXmlOutputFormatter formatter(file);
-  return ZYNAdmXmlParser::GetXml(element, formatter);
+  return ZYNAdmXmlParallelDigest::Write(element, formatter);
 }
 
 // The same bytes as above, kept in `bytes` for their signature.
 static int sWriteSignedXml(ZYNAdmXmlElement const& element, ZYNAdmReplacingFile& file, std::string& bytes) {
   ZYNAdmStringOutput memory;
   ZYNAdmXmlOutputFormatter formatter(memory);
-  if (ZYNAdmXmlParser::GetXml(element, formatter) == 0) return 0;
+  if (ZYNAdmXmlParallelDigest::Write(element, formatter) == 0) return 0;
   bytes.swap(memory.bytes);
   if (file.Open() == 0) return 0;
   static const std::size_t S_Chunk = 1 << 20;

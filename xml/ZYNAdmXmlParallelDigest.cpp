@@ -29,10 +29,8 @@ const size_t S_rangeSize = 2048;
 const int S_maxDepth = 64;
 // Ranges written ahead of the digest, per worker: keeps the memory bounded.
 const size_t S_aheadPerWorker = 4;
-const char S_Declaration[] = "<?xml version=\"1.0\" encoding=\"utf-8\" ?>";
 const wchar_t S_SlotName[] = L"ZYNAdmXmlParallelDigestSlot";
 const char S_Slot[] = "<ZYNAdmXmlParallelDigestSlot/>";
-const wchar_t S_RangeName[] = L"R";
 
 int sChildCount(const ZYNAdmXmlElement& element) {
   int count = 0;
@@ -84,10 +82,10 @@ ZYNAdmXmlElement sSkeleton(const ZYNAdmXmlElement& element, int depth, std::vect
 // The ranges of all long lists, written by the workers and by the digesting thread.
 class SRanges {
  public:
-  SRanges(std::vector<const ZYNAdmXmlElement*> const& lists, int workers);
+  SRanges(std::vector<const ZYNAdmXmlElement*> const& lists, int workers, bool throwOnMemory);
   ~SRanges();
   // Digests the ranges of list `list` in order; false when one can't be written.
-  bool Digest(size_t list, ZYNAdmSHA256& digest);
+  bool Digest(size_t list, ZYNAdmOutputStream& digest);
 
  private:
   struct Range {
@@ -96,6 +94,7 @@ class SRanges {
     size_t count;
     std::string bytes;
     bool written = false;
+    bool outOfMemory = false;
     std::atomic<bool> done{false};
   };
 
@@ -111,13 +110,14 @@ class SRanges {
   std::atomic<size_t> _fed{0};
   std::atomic<bool> _stop{false};
   size_t _ahead;
+  bool _throwOnMemory;                        // a range that ran out of memory is thrown, not a failed write
   std::unique_ptr<ZYNSysSemaphore> _written;  // one count for each range a worker wrote
   std::unique_ptr<ZYNSysSemaphore> _room;     // one count for each range digested
   std::vector<std::unique_ptr<QRTThreads>> _workers;
 };
 
-SRanges::SRanges(std::vector<const ZYNAdmXmlElement*> const& lists, int workers)
-    : _ahead(S_aheadPerWorker * static_cast<size_t>(workers)) {
+SRanges::SRanges(std::vector<const ZYNAdmXmlElement*> const& lists, int workers, bool throwOnMemory)
+    : _ahead(S_aheadPerWorker * static_cast<size_t>(workers)), _throwOnMemory(throwOnMemory) {
   std::vector<size_t> firsts;
   for (const ZYNAdmXmlElement* list : lists) {
     std::vector<const ZYNAdmXmlElement*> children;
@@ -182,22 +182,19 @@ void SRanges::_Work() {
 void SRanges::_Write(Range& range) {
   // A range that ran out of memory is not written, and the seal fails.
   try {
-    ZYNAdmXmlElement stand{DString(S_RangeName)};
-    std::vector<const ZYNAdmXmlElement*> const& children = _children[range.list];
-    for (size_t i = range.first; i < range.first + range.count; ++i) stand.AddChild(*children[i]);
     ZYNAdmStringOutput out;
-    size_t head = std::strlen(S_Declaration) + 3;  // "<R>"
-    if (ZYNAdmXmlParser::GetXml(stand, out) != 0 && out.bytes.size() >= head + 4) {
-      range.bytes = out.bytes.substr(head, out.bytes.size() - head - 4);  // without "</R>"
+    if (ZYNAdmXmlParser::GetXmlOfEach(&_children[range.list][range.first], range.count, out) != 0) {
+      range.bytes.swap(out.bytes);
       range.written = true;
     }
   } catch (std::bad_alloc const&) {
     range.written = false;
+    range.outOfMemory = true;
   }
   range.done.store(true, std::memory_order_release);
 }
 
-bool SRanges::Digest(size_t list, ZYNAdmSHA256& digest) {
+bool SRanges::Digest(size_t list, ZYNAdmOutputStream& digest) {
   for (size_t index = _fed.load(); index < _count && _ranges[index].list == list; index = _fed.load()) {
     Range& range = _ranges[index];
     while (!range.done.load(std::memory_order_acquire)) {
@@ -208,7 +205,10 @@ bool SRanges::Digest(size_t list, ZYNAdmSHA256& digest) {
       }
       _written->Wait();
     }
-    if (!range.written) return false;
+    if (!range.written) {
+      if (range.outOfMemory && _throwOnMemory) throw std::bad_alloc();
+      return false;
+    }
     unsigned char* bytes = reinterpret_cast<unsigned char*>(&range.bytes[0]);
     int size = static_cast<int>(range.bytes.size());
     if (size > 0 && digest.Write(bytes, size) != size) return false;
@@ -221,7 +221,7 @@ bool SRanges::Digest(size_t list, ZYNAdmSHA256& digest) {
 
 }  // namespace
 
-int ZYNAdmXmlParallelDigest::GetXml(const ZYNAdmXmlElement& element, ZYNAdmSHA256& digest) {
+static int sWrite(const ZYNAdmXmlElement& element, ZYNAdmOutputStream& digest, bool throwOnMemory) {
   int workers = QRTThreads::GetProcessorsNumber() - 1;
   std::vector<const ZYNAdmXmlElement*> lists;
   size_t cut = 0;
@@ -238,7 +238,7 @@ int ZYNAdmXmlParallelDigest::GetXml(const ZYNAdmXmlElement& element, ZYNAdmSHA25
   }
   if (slots.size() != lists.size()) return ZYNAdmXmlParser::GetXml(element, digest);
 
-  SRanges ranges(lists, workers);
+  SRanges ranges(lists, workers, throwOnMemory);
   if (digest.Open() == 0) return 0;
   unsigned char* bytes = reinterpret_cast<unsigned char*>(&frame.bytes[0]);
   size_t from = 0;
@@ -251,4 +251,12 @@ int ZYNAdmXmlParallelDigest::GetXml(const ZYNAdmXmlElement& element, ZYNAdmSHA25
     from = to + std::strlen(S_Slot);
   }
   return digest.Close() != 0 ? 1 : 0;
+}
+
+int ZYNAdmXmlParallelDigest::GetXml(const ZYNAdmXmlElement& element, ZYNAdmSHA256& digest) {
+  return sWrite(element, digest, false);
+}
+
+int ZYNAdmXmlParallelDigest::Write(const ZYNAdmXmlElement& element, ZYNAdmOutputStream& stream) {
+  return sWrite(element, stream, true);
 }

@@ -4,6 +4,7 @@
 // ZYNAdmXmlParallelDigest.h - the compact form of a large tree digested with every core
 // writing a part of it.
 
+class ZYNAdmOutputStream;
 class ZYNAdmSHA256;
 class ZYNAdmXmlElement;
 
@@ -16,6 +17,9 @@ class ZYNAdmXmlParallelDigest {
  public:
   // 1 success, 0 failure, as GetXml.
   static int GetXml(const ZYNAdmXmlElement& element, ZYNAdmSHA256& digest);
+  // The same bytes into any stream (a file being written): where memory runs out on a
+  // writing thread, std::bad_alloc is thrown here, as the plain road would throw it.
+  static int Write(const ZYNAdmXmlElement& element, ZYNAdmOutputStream& stream);
 };
 
 #endif

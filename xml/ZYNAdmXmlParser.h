@@ -1,6 +1,8 @@
 #ifndef ZYN_XML_ZYNADMXMLPARSER_H
 #define ZYN_XML_ZYNADMXMLPARSER_H
 
+#include <cstddef>
+
 #include "DString.h"
 
 class ZYNAdmInputStream;
@@ -21,6 +23,9 @@ class ZYNAdmXmlParser {
   static int GetXml(const ZYNAdmXmlElement& element, ZYNAdmOutputStream& stream);
   // As above with `prolog` written unescaped between the declaration and the tree.
   static int GetXml(const ZYNAdmXmlElement& element, const DString& prolog, ZYNAdmOutputStream& stream);
+  // The `count` elements one after another, as they stand in their parent's compact form:
+  // no declaration, and the stream is neither opened nor closed. 1 success, 0 failure.
+  static int GetXmlOfEach(const ZYNAdmXmlElement* const* elements, size_t count, ZYNAdmOutputStream& stream);
 };
 
 // Kept for the callers of the former string pool; they do nothing.

@@ -454,3 +454,11 @@ int ZYNAdmXmlParser::GetXml(const ZYNAdmXmlElement& element, const DString& prol
   if (out.count > 0 && !sFlush(out)) return 0;
   return stream.Close() != 0 ? 1 : 0;
 }
+
+int ZYNAdmXmlParser::GetXmlOfEach(const ZYNAdmXmlElement* const* elements, size_t count, ZYNAdmOutputStream& stream) {
+  SOutput out(stream);
+  for (size_t i = 0; i < count; ++i) {
+    if (!sGetXml(out, *elements[i])) return 0;
+  }
+  return out.count == 0 || sFlush(out) ? 1 : 0;
+}

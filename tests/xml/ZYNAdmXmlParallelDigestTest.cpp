@@ -4,7 +4,9 @@
 
 #include "XmlTestSupport.h"
 #include "ZYNAdmSHA256.h"
+#include "ZYNAdmStringOutput.h"
 #include "ZYNAdmXmlElement.h"
+#include "ZYNAdmXmlOutputFormatter.h"
 #include "ZYNAdmXmlParallelDigest.h"
 #include "ZYNAdmXmlParser.h"
 
@@ -31,8 +33,17 @@ std::string sDigest(ZYNAdmXmlElement const& tree, bool parallel, int& result) {
   return xmltest::Narrow(digest.GetHash());
 }
 
+// The file a user reads: laid out on lines.
+std::string sLaidOut(ZYNAdmXmlElement const& tree, bool parallel, int& result) {
+  ZYNAdmStringOutput bytes;
+  ZYNAdmXmlOutputFormatter formatter(bytes);
+  result = parallel ? ZYNAdmXmlParallelDigest::Write(tree, formatter) : ZYNAdmXmlParser::GetXml(tree, formatter);
+  return bytes.bytes;
+}
+
 }  // namespace
 
+// The digest, and the same bytes written to a file.
 TEST(XmlParallelDigest, GivesTheDigestOfThePlainWriterOnEveryShapeOfTree) {
   struct Case {
     char const* what;
@@ -73,5 +84,13 @@ TEST(XmlParallelDigest, GivesTheDigestOfThePlainWriterOnEveryShapeOfTree) {
     std::string plain = sDigest(tree, false, plainResult);
     EXPECT_EQ(plain, sDigest(tree, true, parallelResult)) << c.what;
     EXPECT_EQ(plainResult, parallelResult) << c.what;
+    // A tree that can't be written fails both ways; what reached the file before is
+    // thrown away with it.
+    std::string file = sLaidOut(tree, false, plainResult);
+    std::string laidOut = sLaidOut(tree, true, parallelResult);
+    EXPECT_EQ(plainResult, parallelResult) << c.what;
+    if (plainResult == 1) {
+      EXPECT_EQ(file, laidOut) << c.what;
+    }
   }
 }
