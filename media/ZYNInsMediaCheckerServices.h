@@ -87,8 +87,6 @@ class ZYNInsMediaCheckerServices {
   // Orders the children of `element` by `compare`, stably; the handle ends on a new body.
   static void XmlEltSort(int (*compare)(const ZYNAdmXmlElement&, const ZYNAdmXmlElement&), ZYNAdmXmlElement& element);
   static int CompareEltsByPathAttr(const ZYNAdmXmlElement& a, const ZYNAdmXmlElement& b);
-  // True where XmlEltSort by path would give the element back as it is.
-  static bool IsSortedByPath(const ZYNAdmXmlElement& element);
 
   // --- Generate mode's release text, also read by check mode (ServicesGenerate.cpp).
   // The release information under `element`'s RelData as XML text: 0 no RelData (or

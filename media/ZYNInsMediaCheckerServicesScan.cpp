@@ -59,6 +59,7 @@ struct SScanEntry {
   unsigned narrowName;                  // offset of the name in the folder's `narrowNames`
   unsigned job;                         // a file's digest among the folder's `jobs`
   ZYNAdmXmlElement element;             // the File made of it, until handed on in path order
+  DString path;                         // that File's path, to confirm the order it is handed on in
 };
 
 struct SScanFolder {
@@ -69,6 +70,11 @@ struct SScanFolder {
   ZYNInsDigestFolder digest;
   std::unique_ptr<ZYNInsDigestJob[]> jobs;  // one for each file to digest, in directory order
   std::vector<ZYNAdmXmlElement> sorted;     // after the walk: the File elements below, in path order
+  // Whether `sorted` is in the order the sort by path keeps, each path against the next,
+  // and the paths at its two ends.
+  bool inPathOrder = true;
+  DString firstPath;
+  DString lastPath;
 };
 
 // A folder on the path from the volume's root: met again below itself, it is a loop.
@@ -348,6 +354,7 @@ static int sScanFile(SScanWalk& walk, DString const& relativePath, SScanFolder& 
     return volume.generate ? ZYNInsWalkStopped : ZYNInsWalkDone;
   }
   ZYNInsFindings::FileRead(volume.number, digest.bytesRead);
+  entry.path = relativeFile;
 
   DString timestamp = sDecimal(entry.hasTime ? entry.lastWriteTime : digest.lastWriteTime);
 
@@ -399,6 +406,18 @@ static void sCollectInPathOrder(SScanFolder& folder, std::vector<ZYNAdmXmlElemen
     if (entry.folder ? !entry.folder->sorted.empty() : !entry.element.IsEmpty()) order.push_back(&entry);
   }
   std::stable_sort(order.begin(), order.end(), sPathOrderLess);
+  // Each piece's first path against the path before it, with the comparison the sort by
+  // path makes: a quirk of it that the order of names missed shows here.
+  for (SScanEntry* entry : order) {
+    DString const& first = entry->folder ? entry->folder->firstPath : entry->path;
+    if (entry == order.front()) {
+      folder.firstPath = first;
+    } else if (DString::Compare(&folder.lastPath, &first) > 0) {
+      folder.inPathOrder = false;
+    }
+    if (entry->folder && !entry->folder->inPathOrder) folder.inPathOrder = false;
+    folder.lastPath = entry->folder ? entry->folder->lastPath : entry->path;
+  }
   for (SScanEntry* entry : order) {
     if (!entry->folder) {
       sorted.push_back(std::move(entry->element));
@@ -628,10 +647,12 @@ static int sScanVolume(int cdIndex, DString const& cdPath, ZYNAdmXmlElement& cd,
 
   int fileCount = 0;
   int result = sWalkTree(sVolume(cdPath, cdIndex), tree, digests, DString(), cd, errors, fileCount, totalFiles);
+  bool inPathOrder = tree.inPathOrder;
   if (ahead != nullptr) Services::StopReadAhead();
   sDebug(L"sorting Xml tree...");
-  // The walk hands its elements over in path order: the sort only has to be confirmed.
-  if (!Services::IsSortedByPath(cd)) Services::XmlEltSort(Services::CompareEltsByPathAttr, cd);
+  // The walk hands its elements over in path order, confirmed as it went: the sort would
+  // give them back as they are.
+  if (!inPathOrder) Services::XmlEltSort(Services::CompareEltsByPathAttr, cd);
   return result;
 }
 

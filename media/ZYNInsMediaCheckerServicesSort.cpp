@@ -19,12 +19,11 @@ int ZYNInsMediaCheckerServices::CompareEltsByPathAttr(const ZYNAdmXmlElement& a,
 }
 
 // Paths are read in place, two readers in turn, so that the elements stay compact.
-static bool sIsInPathOrder(ZYNAdmXmlElement const& element, bool named = false) {
+static bool sIsInPathOrder(ZYNAdmXmlElement const& element) {
   std::unique_ptr<ZYNInsFileFields[]> fields(new ZYNInsFileFields[2]);
   int current = 0;
   bool first = true;
   for (ZYNAdmXmlElement const& child : element.Children()) {
-    if (named && child.GetNameRef().IsEmpty()) return false;
     fields[current].Read(&child, ZYNInsFileFields::kPath);
     if (!first && ZYNInsFileFields::ComparePaths(fields[1 - current], fields[current]) > 0) return false;
     first = false;
@@ -73,10 +72,4 @@ void ZYNInsMediaCheckerServices::XmlEltSort(int (*compare)(const ZYNAdmXmlElemen
   // The old body gives up its children, as they moved to the new one.
   for (ZYNAdmXmlElement const& child : children) element.RemoveChild(child);
   element = sorted;
-}
-
-// Nothing the sort would change: no child out of order or without a name, and nothing on
-// the element itself that the sorted copy would leave behind.
-bool ZYNInsMediaCheckerServices::IsSortedByPath(const ZYNAdmXmlElement& element) {
-  return element.GetAttributes() == nullptr && element.GetValueRef().IsEmpty() && sIsInPathOrder(element, true);
 }
