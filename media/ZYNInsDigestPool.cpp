@@ -30,6 +30,15 @@ static long long sThreadNanoseconds() {
   return static_cast<long long>(now.tv_sec) * 1000000000LL + now.tv_nsec;
 }
 
+ZYNInsDigestJob::Failure ZYNInsDigestJob::Failure::At(int index) {
+  return Failure{ZYNAdmError::GetError(index), ZYNAdmError::GetErrorType(index), ZYNAdmError::GetHRESULT(index),
+                 ZYNAdmError::GetErrorCode(index)};
+}
+
+void ZYNInsDigestJob::Failure::PushAgain() const {
+  ZYNAdmError::Push(message, static_cast<ZYNAdmErrorType>(type), hresult, errorCode);
+}
+
 ZYNInsDigestFolder::~ZYNInsDigestFolder() {
   int descriptor = fd.exchange(-1);
   if (descriptor >= 0) close(descriptor);
@@ -157,8 +166,7 @@ void ZYNInsDigestPool::_Digest(ZYNInsDigestJob& job, bool probe) {
   }
   // Without workers the reason stays where the digest put it, on the walk's own stack.
   if (job.hash.IsEmpty() && _threaded && !ZYNAdmError::IsStackEmpty()) {
-    job.failure.reset(new ZYNInsDigestJob::Failure{ZYNAdmError::GetError(0), ZYNAdmError::GetErrorType(0),
-                                                   ZYNAdmError::GetHRESULT(0), ZYNAdmError::GetErrorCode(0)});
+    job.failure.reset(new ZYNInsDigestJob::Failure(ZYNInsDigestJob::Failure::At(0)));
     ZYNAdmError::Pop();
   }
   folder.Release();
@@ -178,9 +186,6 @@ ZYNInsDigestJob const& ZYNInsDigestPool::Take(ZYNInsDigestJob& job) {
     if (!digested) _finished->Wait();
   }
   if (job.thrown) std::rethrow_exception(job.thrown);
-  if (job.failure) {
-    ZYNInsDigestJob::Failure const& failure = *job.failure;
-    ZYNAdmError::Push(failure.message, static_cast<ZYNAdmErrorType>(failure.type), failure.hresult, failure.errorCode);
-  }
+  if (job.failure) job.failure->PushAgain();
   return job;
 }

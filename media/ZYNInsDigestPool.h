@@ -38,6 +38,11 @@ struct ZYNInsDigestFolder {
 struct ZYNInsDigestJob {
   // The reason a worker pushed, kept whole to be pushed again by the walk.
   struct Failure {
+    // The record at `index` of this thread's stack (0 the top), and the same pushed again
+    // on the calling thread's.
+    static Failure At(int index);
+    void PushAgain() const;
+
     DString message;
     int type;
     int hresult;

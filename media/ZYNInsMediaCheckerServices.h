@@ -112,11 +112,11 @@ class ZYNInsMediaCheckerServices {
   // replayed; nothing to say either way: a run that can't goes on as it would have.
   static void RecoverReferenceSet(DString const& base);
 
-  // --- Volume 1 read ahead (ServicesScan.cpp): listed and digested on other threads
-  // while the check reads and proves its reference. The scan of the same path takes it
-  // over; any other path, or StopReadAhead, drops it. Nothing is read ahead on one
-  // processor.
-  static void StartReadAhead(DString const& cdPath);
+  // --- Volume 1 read ahead (ServicesScan.cpp): on a file tree, listed and digested on
+  // other threads while the check reads and proves its reference. The scan of the same
+  // path takes it over; any other path, or StopReadAhead, drops it. Nothing is read ahead
+  // on one processor, nor where -cds leaves volume 1 out.
+  static void StartReadAhead();
   static void StopReadAhead();
 };
 

@@ -20,17 +20,11 @@ typedef ZYNInsMediaCheckerServices Services;
 
 static const wchar_t S_ToolVersion[] = L"1.1";
 
-// Volume 1 of a file tree is read ahead while its reference is read and proved, where
-// it is among the volumes checked; whatever way the check ends, the reading stops.
+// Volume 1 is read ahead while its reference is read and proved; whatever way the check
+// ends, the reading stops.
 class SReadAheadScope {
  public:
-  SReadAheadScope() {
-    if (Options::IsPhysicalCD()) return;
-    DStrings toCheck = Options::GetCDsToCheck();
-    if (!toCheck.IsEmpty() && toCheck.Find(DString(L"1"), 0) < 0) return;
-    DString path = Options::GetCDPath(1);
-    Services::StartReadAhead(path.IsEmpty() ? ZYNInsMediaGeometry::FileTreeVolumePath(1) : path);
-  }
+  SReadAheadScope() { Services::StartReadAhead(); }
   ~SReadAheadScope() { Services::StopReadAhead(); }
   SReadAheadScope(SReadAheadScope const&) = delete;
   SReadAheadScope& operator=(SReadAheadScope const&) = delete;

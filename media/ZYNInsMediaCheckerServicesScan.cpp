@@ -577,8 +577,7 @@ int sReadAheadMain(void* argument) {
     ahead.thrown = std::current_exception();
   }
   for (int i = ZYNAdmError::GetStackSize() - 1; i >= 0; --i) {
-    ahead.records.push_back(ZYNInsDigestJob::Failure{ZYNAdmError::GetError(i), ZYNAdmError::GetErrorType(i),
-                                                     ZYNAdmError::GetHRESULT(i), ZYNAdmError::GetErrorCode(i)});
+    ahead.records.push_back(ZYNInsDigestJob::Failure::At(i));
   }
   ZYNAdmError::FlushStack();
   return 0;
@@ -591,9 +590,19 @@ void sJoinReadAhead(SReadAhead& ahead) {
 
 }  // namespace
 
-void ZYNInsMediaCheckerServices::StartReadAhead(DString const& cdPath) {
+// A check that names its volumes (-cds) leaves the others out.
+static bool sIsLeftOut(int cdIndex) {
+  DStrings toCheck = Options::GetCDsToCheck();
+  return !Options::IsGenerateMode() && !toCheck.IsEmpty() && toCheck.Find(sNumber(cdIndex), 0) < 0;
+}
+
+void ZYNInsMediaCheckerServices::StartReadAhead() {
   StopReadAhead();
-  if (cdPath.IsEmpty() || QRTThreads::GetProcessorsNumber() < 2) return;
+  if (Options::IsPhysicalCD() || sIsLeftOut(1) || QRTThreads::GetProcessorsNumber() < 2) return;
+  // The path the scan will read, unless the volume is found elsewhere on the way.
+  DString cdPath = Options::GetCDPath(1);
+  if (cdPath.IsEmpty()) cdPath = ZYNInsMediaGeometry::FileTreeVolumePath(1);
+  if (cdPath.IsEmpty()) return;
   std::unique_ptr<SReadAhead> ahead(new SReadAhead());
   ahead->walkRoot = sFolderPath(cdPath, DString());
   if (QRTStartWorkers("read ahead", &sReadAheadMain, ahead.get(), 1, ahead->reader) != 1) return;
@@ -619,7 +628,7 @@ static SReadAhead* sTakeReadAhead(DString const& walkRoot) {
   SReadAhead& ahead = *S_readAhead;
   sJoinReadAhead(ahead);
   for (ZYNInsDigestJob::Failure const& record : ahead.records) {
-    ZYNAdmError::Push(record.message, static_cast<ZYNAdmErrorType>(record.type), record.hresult, record.errorCode);
+    record.PushAgain();
   }
   ahead.records.clear();
   if (ahead.thrown) std::rethrow_exception(ahead.thrown);
@@ -703,8 +712,7 @@ static ZYNAdmXmlElement sResetToView(ZYNAdmXmlElement& media, ZYNAdmXmlElement c
 static int sVolumeStep(int i, SMediaPlan const& plan, ZYNAdmXmlElement& cds, DString& errors) {
   bool generate = Options::IsGenerateMode();
   sDebug(L" process CD [", sNumber(i - 1) + L"]");
-  DStrings toCheck = Options::GetCDsToCheck();
-  if (!generate && !toCheck.IsEmpty() && toCheck.Find(sNumber(i), 0) < 0) return ZYNInsScanDone;
+  if (sIsLeftOut(i)) return ZYNInsScanDone;
 
   ZYNAdmXmlElement cd(DString(L"CD"));
   DString cdPath = Options::GetCDPath(i);
