@@ -84,6 +84,8 @@ void ZYNAdmError::ConstructOnce() {
 }
 
 ZYNAdmErrorLocalInfo* ZYNAdmError::GetThreadLocalInfo(int create) {
+  // Also where only asked, as another thread may be making the data at that moment.
+  ConstructOnce();
   if (S_GlobalData == nullptr) return nullptr;
   void* value = QRTSysTSThreadLocalStorage::GetValue(S_GlobalData->key);
   if (value != nullptr || create == 0) return static_cast<ZYNAdmErrorLocalInfo*>(value);

@@ -8,10 +8,12 @@ class ZYNInsSerialShare {
  public:
   // Registers the report at exit; nothing where the variable is unset.
   static void EnableFromEnvironment();
-  static bool IsEnabled();
-  // CPU time the first thread spent on work any thread could have taken (digests of
-  // files the workers had not reached yet), told apart in the report.
-  static void AddShareable(long long nanoseconds);
+  // CPU time the first thread spends on work any thread could have taken (digests of
+  // files the workers had not reached yet, folders listed), told apart in the report:
+  // the thread's clock where that thread is the first and the report is on, else -1...
+  static long long Start();
+  // ...and the time since then, counted where it was started.
+  static void AddShareableSince(long long started);
 };
 
 #endif

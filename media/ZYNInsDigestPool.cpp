@@ -3,7 +3,6 @@
 #include "ZYNInsDigestPool.h"
 
 #include <fcntl.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,17 +17,10 @@
 #include "ZYNInsRunFault.h"
 #include "ZYNInsSerialShare.h"
 #include "ZYNSysSemaphore.h"
-#include "ZYNSysTSDataQueue.h"
 
 // Files queued at a time: enough to keep the queue cold, few enough that the walk rarely
 // waits behind a slow file.
 static size_t const S_chunkSize = 8;
-
-static long long sThreadNanoseconds() {
-  struct timespec now;
-  if (clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now) != 0) return 0;
-  return static_cast<long long>(now.tv_sec) * 1000000000LL + now.tv_nsec;
-}
 
 ZYNInsDigestJob::Failure ZYNInsDigestJob::Failure::At(int index) {
   return Failure{ZYNAdmError::GetError(index), ZYNAdmError::GetErrorType(index), ZYNAdmError::GetHRESULT(index),
@@ -53,7 +45,6 @@ void ZYNInsDigestFolder::Release() {
 ZYNInsDigestPool::ZYNInsDigestPool() : _reopen(new QRTMutex(0, 0, 0)) {
   int processors = QRTThreads::GetProcessorsNumber();
   if (processors < 2) return;
-  _queue.reset(ZYNSysTSDataQueue::CreateEmptyQueue(0, 0));
   _queued.reset(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0));
   _finished.reset(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0));
   if (!_queued || !_finished) return;
@@ -72,8 +63,8 @@ bool ZYNInsDigestPool::_IsCold() const {
   return misses >= 4 && misses * 16 >= _probes.load(std::memory_order_relaxed);
 }
 
-// Started by the walk's thread, the only one that touches the list of workers.
-void ZYNInsDigestPool::_JoinColdReaders() {
+// Started by the listing's or the walk's thread, the only one that touches the list of workers.
+void ZYNInsDigestPool::JoinColdReaders() {
   if (_coldJoined || !_coldAllowed || !_IsCold()) return;
   _coldJoined = true;
   int more = GetMostWorkers() - static_cast<int>(_workers.size());
@@ -84,24 +75,48 @@ ZYNInsDigestPool::~ZYNInsDigestPool() {
   if (!_threaded) return;
   _stop.store(true, std::memory_order_release);
   for (size_t i = 0; i < _workers.size(); ++i) _queued->Signal();
+  // What is left in the queue is dropped with the jobs, which are not ours.
   for (std::unique_ptr<QRTThreads>& worker : _workers) worker->Join();
-  // What is left in the queue is dropped; the chunks themselves are ours.
-  void* item = nullptr;
-  while (_queue->PopLast(&item, 0) == 1) {
-  }
 }
 
 void ZYNInsDigestPool::Add(ZYNInsDigestJob* jobs, size_t count) {
-  if (!_threaded) return;
-  _JoinColdReaders();
-  for (size_t at = 0; at < count; at += S_chunkSize) {
+  if (!_threaded || count == 0) return;
+  size_t chunks = (count + S_chunkSize - 1) / S_chunkSize;
+  size_t number = _chunksAdded.fetch_add(chunks, std::memory_order_relaxed);
+  ZYNInsDigestJob* last = nullptr;
+  for (size_t at = 0; at < count; at += S_chunkSize, ++number) {
+    ZYNInsDigestJob& lead = jobs[at];
+    lead.chunk = static_cast<unsigned>(std::min(S_chunkSize, count - at));
     // The first batches, then one in sixteen: enough to see a cold device soon, at a
     // call per 128 files once the volume has shown itself warm.
-    bool probe = _chunks.size() < 64 || _chunks.size() % 16 == 0;
-    _chunks.emplace_back(new Chunk{jobs + at, std::min(S_chunkSize, count - at), probe});
-    _queue->PushFirst(_chunks.back().get());
-    _queued->Signal();
+    lead.probe = number < 64 || number % 16 == 0;
+    lead.nextChunk = nullptr;
+    if (last != nullptr) last->nextChunk = &lead;
+    last = &lead;
   }
+  {
+    QRTSpinLockScope queue(_queueLock);
+    if (_last != nullptr) {
+      _last->nextChunk = jobs;
+    } else {
+      _first = jobs;
+    }
+    _last = last;
+  }
+  Wake(chunks);
+}
+
+void ZYNInsDigestPool::Wake(size_t count) {
+  if (!_threaded) return;
+  for (size_t i = 0; i < count; ++i) _queued->Signal();
+}
+
+bool ZYNInsDigestPool::DigestQueued() {
+  if (!_threaded) return false;
+  long long started = ZYNInsSerialShare::Start();
+  bool digested = _DoQueuedChunk();
+  if (digested) ZYNInsSerialShare::AddShareableSince(started);
+  return digested;
 }
 
 int ZYNInsDigestPool::_WorkerMain(void* pool) {
@@ -113,20 +128,29 @@ void ZYNInsDigestPool::_Work() {
   for (;;) {
     _queued->Wait();
     if (_stop.load(std::memory_order_acquire)) return;
+    ZYNInsPoolErrands* errands = _errands.load(std::memory_order_acquire);
+    if (errands != nullptr && errands->RunOne()) continue;
     // The walk may have taken the chunk this count stood for.
     if (_DoQueuedChunk()) _finished->Signal();
   }
 }
 
 bool ZYNInsDigestPool::_DoQueuedChunk() {
-  void* item = nullptr;
-  if (_queue->PopLast(&item, 0) != 1) return false;
-  Chunk const& chunk = *static_cast<Chunk*>(item);
-  for (size_t i = 0; i < chunk.count; ++i) {
-    ZYNInsDigestJob& job = chunk.first[i];
+  ZYNInsDigestJob* lead;
+  {
+    QRTSpinLockScope queue(_queueLock);
+    lead = _first;
+    if (lead == nullptr) return false;
+    _first = lead->nextChunk;
+    if (_first == nullptr) _last = nullptr;
+  }
+  unsigned count = lead->chunk;
+  bool probe = lead->probe;
+  for (unsigned i = 0; i < count; ++i) {
+    ZYNInsDigestJob& job = lead[i];
     // A worker has no one to throw to: the walk throws for it when it takes the job.
     try {
-      _Digest(job, i == 0 && chunk.probe);
+      _Digest(job, i == 0 && probe);
     } catch (...) {
       job.thrown = std::current_exception();
       job.folder->Release();
@@ -177,13 +201,10 @@ ZYNInsDigestJob const& ZYNInsDigestPool::Take(ZYNInsDigestJob& job) {
     _Digest(job, false);
     return job;
   }
-  _JoinColdReaders();
+  JoinColdReaders();
   // Rather than wait, the walk digests what is still queued, the chunk it needs among them.
   while (!job.done.load(std::memory_order_acquire)) {
-    long long started = ZYNInsSerialShare::IsEnabled() ? sThreadNanoseconds() : -1;
-    bool digested = _DoQueuedChunk();
-    if (started >= 0 && digested) ZYNInsSerialShare::AddShareable(sThreadNanoseconds() - started);
-    if (!digested) _finished->Wait();
+    if (!DigestQueued()) _finished->Wait();
   }
   if (job.thrown) std::rethrow_exception(job.thrown);
   if (job.failure) job.failure->PushAgain();

@@ -12,11 +12,11 @@
 #include <vector>
 
 #include "DString.h"
+#include "QRTSpinLock.h"
 
 class QRTMutex;
 class QRTThreads;
 class ZYNSysSemaphore;
-class ZYNSysTSDataQueue;
 
 // A folder whose files wait for their digest. Its descriptor is closed by whoever lets
 // go of it last: the digest of its last file, or the listing once done with it.
@@ -57,6 +57,21 @@ struct ZYNInsDigestJob {
   std::unique_ptr<Failure> failure;
   std::exception_ptr thrown;  // a fault of the run on the digesting thread, for Take to throw
   std::atomic<bool> done{false};
+  // Where the job leads a chunk of the queue: the jobs in it, whether its first file is
+  // probed for a cold device, and the chunk queued after it.
+  unsigned chunk = 0;
+  bool probe = false;
+  ZYNInsDigestJob* nextChunk = nullptr;
+};
+
+// Work that goes before the digests because it makes more of them (the listing of a
+// volume's folders): a worker woken runs a piece of it, where one is waiting, before it
+// takes a digest.
+class ZYNInsPoolErrands {
+ public:
+  virtual ~ZYNInsPoolErrands() = default;
+  // Runs one piece; false where none is waiting.
+  virtual bool RunOne() = 0;
 };
 
 // Workers (threads of the system layer) take the jobs from a data queue, a folder's few
@@ -71,8 +86,19 @@ class ZYNInsDigestPool {
   // Stops the workers, dropping whatever was digested ahead, and waits for them.
   ~ZYNInsDigestPool();
 
-  // Queues `count` jobs, which stay where they are until the pool is destroyed.
+  // Queues `count` jobs, which stay where they are until the pool is destroyed. Any
+  // thread may add.
   void Add(ZYNInsDigestJob* jobs, size_t count);
+  // Errands the workers run before digests; they must outlive the pool.
+  void SetErrands(ZYNInsPoolErrands* errands) { _errands.store(errands, std::memory_order_release); }
+  // Wakes a worker for each of `count` errands just queued.
+  void Wake(size_t count);
+  // One queued chunk digested by the calling thread; false where none was waiting (or
+  // there are no workers).
+  bool DigestQueued();
+  // Starts the readers for a cold device once the probes have shown one. Only the
+  // thread that lists or walks the volume calls it.
+  void JoinColdReaders();
   // `job` once digested; its hash is empty on failure, and the reason the digesting
   // thread pushed is then pushed, unchanged, on the calling thread's stack. What the
   // digest of the job threw on any thread (memory, descriptors) is thrown here, on the walk's.
@@ -88,12 +114,6 @@ class ZYNInsDigestPool {
   static int const S_coldReaders = 16;
 
  private:
-  struct Chunk {
-    ZYNInsDigestJob* first;
-    size_t count;
-    bool probe;  // its first file tells whether the files come from memory
-  };
-
   ZYNInsDigestPool(ZYNInsDigestPool const&) = delete;
   ZYNInsDigestPool& operator=(ZYNInsDigestPool const&) = delete;
 
@@ -103,14 +123,18 @@ class ZYNInsDigestPool {
   void _Digest(ZYNInsDigestJob& job, bool probe);
   int _FolderFd(ZYNInsDigestFolder& folder);
   bool _IsCold() const;
-  void _JoinColdReaders();
 
-  std::vector<std::unique_ptr<Chunk>> _chunks;  // added by the walk's thread only
-  std::unique_ptr<ZYNSysTSDataQueue> _queue;
+  // The chunks queued, first in first out, linked through their leading jobs: queuing
+  // allocates nothing.
+  QRTSpinLock _queueLock;
+  ZYNInsDigestJob* _first = nullptr;
+  ZYNInsDigestJob* _last = nullptr;
+  std::atomic<size_t> _chunksAdded{0};
   std::unique_ptr<ZYNSysSemaphore> _queued;    // one count for each chunk queued
   std::unique_ptr<ZYNSysSemaphore> _finished;  // one count for each chunk digested
   std::unique_ptr<QRTMutex> _reopen;           // folders opened again by path
   std::atomic<bool> _stop{false};
+  std::atomic<ZYNInsPoolErrands*> _errands{nullptr};
   // Chunks whose first file was probed, and those of them not in memory.
   std::atomic<int> _probes{0};
   std::atomic<int> _misses{0};

@@ -22,10 +22,12 @@
 #include <climits>
 #include <exception>
 #include <memory>
+#include <new>
 #include <utility>
 #include <vector>
 
 #include "DStrings.h"
+#include "QRTSpinLock.h"
 #include "QRTThreads.h"
 #include "QRTWorkers.h"
 #include "ZYNAdmError.h"
@@ -40,7 +42,9 @@
 #include "ZYNInsMediaCheckerServices.h"
 #include "ZYNInsMediaGeometry.h"
 #include "ZYNInsMsg.h"
+#include "ZYNInsSerialShare.h"
 #include "ZYNInsSignature.h"
+#include "ZYNSysSemaphore.h"
 
 typedef ZYNInsMediaCheckerOptions Options;
 typedef ZYNInsMediaCheckerServices Services;
@@ -48,6 +52,12 @@ typedef ZYNInsMediaCheckerServices Services;
 namespace {
 
 struct SScanFolder;
+
+// A folder on the path from the volume's root: met again below itself, it is a loop.
+struct SFolderId {
+  dev_t device;
+  ino_t inode;
+};
 
 // One entry of a folder as the enumerator gave it: a regular file, or a directory with
 // what was read below it.
@@ -75,20 +85,22 @@ struct SScanFolder {
   bool inPathOrder = true;
   DString firstPath;
   DString lastPath;
-};
 
-// A folder on the path from the volume's root: met again below itself, it is a loop.
-struct SFolderId {
-  dev_t device;
-  ino_t inode;
+  // While the volume is listed, on any thread.
+  SScanFolder* parent = nullptr;  // the way back to the root, for loops
+  SFolderId id{};
+  int listFd = -1;                             // its sub-folders are opened below it
+  bool fdToDigests = false;                    // `listFd` is the digests' too: their last one closes it
+  std::atomic<int> unopened{0};                // sub-folders still to open below `listFd`, and its listing
+  std::exception_ptr thrown;                   // a fault of the run, met listing it
+  std::vector<ZYNInsDigestJob::Failure> left;  // records its listing left on the stack, oldest first
 };
 
 // What the reading of one volume keeps track of.
 struct SScanReader {
   ZYNInsDigestPool* pool;
   std::atomic<bool> const* cancelled;  // a reading ahead given up: no folder more is opened
-  std::vector<SFolderId> ancestors;
-  int keptDescriptors = 0;
+  std::atomic<int> keptDescriptors{0};
   int descriptorBudget = 0;
 };
 
@@ -103,8 +115,34 @@ struct SScanVolume {
   DString prefix;  // template with /P1 (and /P2 on an Assembly Media)
 };
 
-// The pool digesting the files of one volume.
+// A folder waiting to be listed.
+struct SScanWaiting {
+  SScanFolder* folder = nullptr;
+  DString path;          // as the walk names it
+  std::string openName;  // below its parent's descriptor; empty for the root, opened by path
+};
+
+// The folders of one volume listed on every core. The workers of the pool take a folder
+// waiting to be listed before any digest, as each folder listed makes more of both; the
+// thread that reads the volume lists too, and digests, until every folder is listed.
+struct SScanListing : ZYNInsPoolErrands {
+  SScanListing() : listed(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0)) {}
+  bool RunOne() override;
+  // Queues `folders`, ahead of those waiting already; throws, having queued none, where
+  // memory runs out.
+  void Queue(std::vector<SScanWaiting>& folders);
+
+  SScanReader reader;
+  QRTSpinLock lock;
+  std::vector<SScanWaiting> waiting;        // a stack, so that one thread alone lists in the walk's order
+  std::atomic<int> unfinished{0};           // folders queued and not yet listed
+  std::unique_ptr<ZYNSysSemaphore> listed;  // a count for each folder listed
+};
+
+// The pool digesting the files of one volume, and the listing whose errands it runs,
+// which outlives it.
 struct SScanDigests {
+  std::unique_ptr<SScanListing> listing;
   std::unique_ptr<ZYNInsDigestPool> pool;
 };
 
@@ -144,7 +182,7 @@ static rlim_t sOpenDescriptors(rlim_t limit) {
 // what the system allows; past the budget, folders are opened again by path instead.
 // The budget is half of what is free: the other half, and a reserve for each worker's
 // file and the folders being listed, stays for the rest of the run.
-static int sDescriptorBudget(int workers) {
+static rlim_t sRaiseDescriptorLimit() {
   struct rlimit limit;
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return 0;
   if (limit.rlim_cur < limit.rlim_max) {
@@ -152,15 +190,34 @@ static int sDescriptorBudget(int workers) {
     raised.rlim_cur = limit.rlim_max;
     if (setrlimit(RLIMIT_NOFILE, &raised) == 0) limit = raised;
   }
-  rlim_t total = limit.rlim_cur == RLIM_INFINITY ? 131072 : limit.rlim_cur;
+  return limit.rlim_cur == RLIM_INFINITY ? 131072 : limit.rlim_cur;
+}
+
+// The kernel grows a process's table of descriptors by doubling it, and where the process
+// has threads each growth waits for every processor to pass a quiescent point: some
+// milliseconds in which every thread that opens a file waits too. Grown once, to what the
+// budget may come to, before the workers start, it never grows while they run.
+static void sGrowDescriptorTable() {
+  rlim_t most = std::min<rlim_t>(sRaiseDescriptorLimit(), 65536);
+  if (most < 2) return;
+  int any = open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (any < 0) return;
+  int high = fcntl(any, F_DUPFD_CLOEXEC, static_cast<int>(most - 1));
+  if (high >= 0) close(high);
+  close(any);
+}
+
+static int sDescriptorBudget(int workers) {
+  rlim_t total = sRaiseDescriptorLimit();
+  if (total == 0) return 0;
   rlim_t used = sOpenDescriptors(total) + 2 * static_cast<rlim_t>(workers) + 32;
   rlim_t usable = total > used ? (total - used) / 2 : 0;
   return static_cast<int>(std::min<rlim_t>(usable, 65536));
 }
 
-static bool sIsAncestor(SScanReader const& reader, dev_t device, ino_t inode) {
-  for (SFolderId const& id : reader.ancestors) {
-    if (id.device == device && id.inode == inode) return true;
+static bool sIsAncestor(SScanFolder const& folder, dev_t device, ino_t inode) {
+  for (SScanFolder const* above = folder.parent; above != nullptr; above = above->parent) {
+    if (above->id.device == device && above->id.inode == inode) return true;
   }
   return false;
 }
@@ -169,11 +226,11 @@ static bool sIsAncestor(SScanReader const& reader, dev_t device, ino_t inode) {
 // the enumerator that the walk would use. Its failure record is taken off the stack and
 // kept with the folder. Gives the folder's descriptor and identity, or -1 where it
 // couldn't be opened or leads back into a folder above it.
-static int sListFolder(SScanReader const& reader, DString const& path, int parentFd, std::string const& openName,
-                       SScanFolder& folder, SFolderId& id) {
+static int sListFolder(DString const& path, int parentFd, std::string const& openName, SScanFolder& folder,
+                       SFolderId& id) {
   ZYNInsFindFile finder(path, 3, parentFd, openName);
   finder.SetTypesFromListing(true);
-  if (finder.Open() == 1 && finder.GetFolderId(id.device, id.inode) && sIsAncestor(reader, id.device, id.inode)) {
+  if (finder.Open() == 1 && finder.GetFolderId(id.device, id.inode) && sIsAncestor(folder, id.device, id.inode)) {
     finder.FailAsLoop();
   }
   for (int step = finder.GetNextFile(); step != 0; step = finder.GetNextFile()) {
@@ -211,40 +268,122 @@ static void sQueueDigests(SScanReader& reader, DString const& path, int fd, SSca
     job.name = folder.narrowNames.c_str() + entry.narrowName;
   }
   folder.digest.holds.store(static_cast<int>(count));
-  if (reader.keptDescriptors < reader.descriptorBudget) {
-    ++reader.keptDescriptors;
+  if (reader.keptDescriptors.fetch_add(1, std::memory_order_relaxed) < reader.descriptorBudget) {
     folder.digest.holds.fetch_add(1);
     folder.digest.fd.store(fd);
   } else {
+    reader.keptDescriptors.fetch_sub(1, std::memory_order_relaxed);
     ZYNAdmNarrowText narrow(path);
     if (!narrow.IsNull()) folder.digest.narrowPath = narrow.Get();
   }
   reader.pool->Add(folder.jobs.get(), count);
 }
 
-// Reads `path` and everything below it. A folder is read to its end before its
-// sub-folders, as the walk by path did.
-static void sReadFolder(SScanReader& reader, DString const& path, int parentFd, std::string const& openName,
-                        SScanFolder& folder) {
-  if (reader.cancelled->load(std::memory_order_relaxed)) return;
-  SFolderId id{};
-  int fd = sListFolder(reader, path, parentFd, openName, folder, id);
-  if (fd < 0) return;  // nothing was listed
-  sQueueDigests(reader, path, fd, folder);
-  bool shared = folder.digest.fd.load() == fd;
-
-  reader.ancestors.push_back(id);
-  for (SScanEntry& entry : folder.entries) {
-    if (!entry.folder) continue;
-    std::string childName(folder.narrowNames.c_str() + entry.narrowName);
-    sReadFolder(reader, path + L"/" + entry.name, fd, childName, *entry.folder);
-  }
-  reader.ancestors.pop_back();
-
-  if (shared) {
+// One hold on the descriptor that a folder's sub-folders are opened below: the last
+// lets it go.
+static void sLetGoOfListFd(SScanFolder& folder) {
+  if (folder.unopened.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+  if (folder.fdToDigests) {
     folder.digest.Release();
   } else {
-    close(fd);
+    close(folder.listFd);
+  }
+}
+
+// Lists `waiting` alone, hands its files to the pool and queues its sub-folders.
+static void sReadFolder(SScanListing& listing, SScanWaiting const& waiting) {
+  SScanFolder& folder = *waiting.folder;
+  int parentFd = folder.parent != nullptr ? folder.parent->listFd : AT_FDCWD;
+  SFolderId id{};
+  int fd = sListFolder(waiting.path, parentFd, waiting.openName, folder, id);
+  if (fd < 0) return;  // nothing was listed
+  folder.id = id;
+  folder.listFd = fd;
+  folder.unopened.store(1);
+  try {
+    sQueueDigests(listing.reader, waiting.path, fd, folder);
+    folder.fdToDigests = folder.digest.fd.load() == fd;
+    std::vector<SScanWaiting> below;
+    // The last queued is the next taken: a single thread lists in the order of the walk.
+    for (auto entry = folder.entries.rbegin(); entry != folder.entries.rend(); ++entry) {
+      if (!entry->folder) continue;
+      entry->folder->parent = &folder;
+      below.push_back(SScanWaiting{entry->folder.get(), waiting.path + L"/" + entry->name,
+                                   std::string(folder.narrowNames.c_str() + entry->narrowName)});
+    }
+    folder.unopened.fetch_add(static_cast<int>(below.size()));
+    try {
+      listing.Queue(below);
+    } catch (...) {
+      folder.unopened.fetch_sub(static_cast<int>(below.size()));
+      throw;
+    }
+  } catch (...) {
+    folder.fdToDigests = folder.digest.fd.load() == fd;
+    sLetGoOfListFd(folder);
+    throw;
+  }
+  sLetGoOfListFd(folder);
+}
+
+// Takes the records a listing left on this thread's stack above `depth` into `folder`,
+// to be pushed again in the order of a listing on one thread.
+static void sKeepLeftRecords(SScanFolder& folder, int depth) {
+  int left = ZYNAdmError::GetStackSize() - depth;
+  try {
+    for (int i = left - 1; i >= 0; --i) folder.left.push_back(ZYNInsDigestJob::Failure::At(i));
+  } catch (...) {
+    if (!folder.thrown) folder.thrown = std::current_exception();
+  }
+  for (int i = 0; i < left; ++i) ZYNAdmError::Pop();
+}
+
+void SScanListing::Queue(std::vector<SScanWaiting>& folders) {
+  if (folders.empty()) return;
+  {
+    QRTSpinLockScope scope(lock);
+    waiting.reserve(waiting.size() + folders.size());
+    unfinished.fetch_add(static_cast<int>(folders.size()), std::memory_order_relaxed);
+    for (SScanWaiting& folder : folders) waiting.push_back(std::move(folder));
+  }
+  reader.pool->Wake(folders.size());
+}
+
+bool SScanListing::RunOne() {
+  if (unfinished.load(std::memory_order_acquire) == 0) return false;
+  SScanWaiting next;
+  {
+    QRTSpinLockScope scope(lock);
+    if (waiting.empty()) return false;
+    next = std::move(waiting.back());
+    waiting.pop_back();
+  }
+
+  SScanFolder& folder = *next.folder;
+  if (!reader.cancelled->load(std::memory_order_relaxed)) {
+    int depth = ZYNAdmError::GetStackSize();
+    // A fault of the run is thrown where a listing on one thread would have met it.
+    try {
+      sReadFolder(*this, next);
+    } catch (...) {
+      folder.thrown = std::current_exception();
+    }
+    sKeepLeftRecords(folder, depth);
+  }
+  if (folder.parent != nullptr) sLetGoOfListFd(*folder.parent);
+  unfinished.fetch_sub(1, std::memory_order_acq_rel);
+  listed->Signal();
+  return true;
+}
+
+// What the listing of `folder` and everything below it left, in the order a listing on
+// one thread would have: its records pushed again, its fault thrown.
+static void sReplayListing(SScanFolder& folder) {
+  for (ZYNInsDigestJob::Failure const& record : folder.left) record.PushAgain();
+  std::vector<ZYNInsDigestJob::Failure>().swap(folder.left);
+  if (folder.thrown) std::rethrow_exception(folder.thrown);
+  for (SScanEntry& entry : folder.entries) {
+    if (entry.folder) sReplayListing(*entry.folder);
   }
 }
 
@@ -500,14 +639,30 @@ static SScanVolume sVolume(DString const& root, int cdIndex) {
 static void sReadTree(DString const& path, SScanFolder& tree, SScanDigests& digests,
                       std::atomic<bool> const* cancelled = nullptr) {
   static std::atomic<bool> const S_never{false};
+  digests.listing.reset(new SScanListing());
+  sGrowDescriptorTable();
   digests.pool.reset(new ZYNInsDigestPool());
-  SScanReader reader;
-  reader.pool = digests.pool.get();
+  SScanListing& listing = *digests.listing;
+  ZYNInsDigestPool& pool = *digests.pool;
+  SScanReader& reader = listing.reader;
+  reader.pool = &pool;
   reader.cancelled = cancelled != nullptr ? cancelled : &S_never;
-  reader.descriptorBudget = sDescriptorBudget(digests.pool->GetMostWorkers());
+  reader.descriptorBudget = sDescriptorBudget(pool.GetMostWorkers());
   // Readers for a cold device only where descriptors are plenty: each holds a file open.
-  digests.pool->AllowColdReaders(reader.descriptorBudget >= 1024);
-  sReadFolder(reader, path, AT_FDCWD, std::string(), tree);
+  pool.AllowColdReaders(reader.descriptorBudget >= 1024);
+  if (!listing.listed) throw std::bad_alloc();
+
+  pool.SetErrands(&listing);
+  std::vector<SScanWaiting> root{SScanWaiting{&tree, path, std::string()}};
+  listing.Queue(root);
+  while (listing.unfinished.load(std::memory_order_acquire) > 0) {
+    long long started = ZYNInsSerialShare::Start();
+    bool ran = listing.RunOne();
+    if (ran) ZYNInsSerialShare::AddShareableSince(started);
+    pool.JoinColdReaders();
+    if (!ran && !pool.DigestQueued()) listing.listed->Wait();
+  }
+  sReplayListing(tree);
 }
 
 // Walks and digests the tree already read, lets the pool go before the tree whose

@@ -34,16 +34,19 @@ void SetTime(std::string const& path, long long seconds) {
   utime(path.c_str(), &times);
 }
 
-// A media of two volumes with enough files in enough folders that the workers run well
-// ahead of the walk.
+// A media of two volumes with enough files in enough folders, some of them nested, that
+// the workers list and digest well ahead of the walk.
 void MakeMedia(ZYNTestTempTree const& tree, std::string const& media) {
   for (std::string dir : {"", "/1", "/2", "/1/0data", "/2/0data"}) tree.Dir(media + dir);
   for (int folder = 0; folder < 12; ++folder) {
-    std::string dir = media + (folder < 9 ? "/1/d" : "/2/d") + std::to_string(folder);
-    tree.Dir(dir);
-    for (int file = 0; file < 25; ++file) {
-      std::string content(static_cast<size_t>(file * 97 + folder), static_cast<char>('a' + file % 26));
-      SetTime(tree.File(dir + "/f" + std::to_string(file), content), 1600000000);
+    std::string top = media + (folder < 9 ? "/1/d" : "/2/d") + std::to_string(folder);
+    for (std::string dir : {top, top + "/s", top + "/s/t", top + "/u"}) {
+      tree.Dir(dir);
+      int files = dir == top ? 25 : 4;
+      for (int file = 0; file < files; ++file) {
+        std::string content(static_cast<size_t>(file * 97 + folder), static_cast<char>('a' + file % 26));
+        SetTime(tree.File(dir + "/f" + std::to_string(file), content), 1600000000);
+      }
     }
   }
 }
@@ -120,6 +123,7 @@ TEST(ZYNInsDigestPool, OneThreadAndEveryCoreGiveTheSameRun) {
          SetTime(t.Path(m + "/1/d0/f2"), 1600003600);
          SetTime(t.Path(m + "/2/d10/f4"), 1600000030);
          t.Link("/nonexistent", m + "/1/d8/dangling");
+         t.Link("/nonexistent", m + "/1/d4/s/t/dangling");
        }},
       {"generate stopped", {"-generate"}, 2, nullptr},
       {"check of part", {"-cds", "2"}, 1, nullptr},
