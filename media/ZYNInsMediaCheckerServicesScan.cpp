@@ -177,38 +177,39 @@ static rlim_t sOpenDescriptors(rlim_t limit) {
   return count > 0 ? count - 1 : 0;  // the listing's own
 }
 
-// Folders keep their descriptor until their files are digested. A volume of many
-// folders may need more than the usual limit of open files, so the limit is raised to
-// what the system allows; past the budget, folders are opened again by path instead.
-// The budget is half of what is free: the other half, and a reserve for each worker's
-// file and the folders being listed, stays for the rest of the run.
-static rlim_t sRaiseDescriptorLimit() {
-  struct rlimit limit;
-  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return 0;
-  if (limit.rlim_cur < limit.rlim_max) {
-    struct rlimit raised = limit;
-    raised.rlim_cur = limit.rlim_max;
-    if (setrlimit(RLIMIT_NOFILE, &raised) == 0) limit = raised;
-  }
-  return limit.rlim_cur == RLIM_INFINITY ? 131072 : limit.rlim_cur;
+// The open-file limit, raised once to what the system allows: a volume of many folders
+// may need more than the usual limit, as folders keep their descriptor until their files
+// are digested. The kernel grows a process's table of descriptors by doubling it, and
+// where the process has threads each growth waits for every processor to pass a
+// quiescent point: some milliseconds in which every thread that opens a file waits too.
+// So the table is grown once here as well, to what the budget may come to, before any
+// worker starts.
+static rlim_t sDescriptorLimit() {
+  static rlim_t const S_limit = [] {
+    struct rlimit limit;
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return rlim_t(0);
+    if (limit.rlim_cur < limit.rlim_max) {
+      struct rlimit raised = limit;
+      raised.rlim_cur = limit.rlim_max;
+      if (setrlimit(RLIMIT_NOFILE, &raised) == 0) limit = raised;
+    }
+    rlim_t total = limit.rlim_cur == RLIM_INFINITY ? 131072 : limit.rlim_cur;
+    int any = total >= 2 ? open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
+    if (any >= 0) {
+      int high = fcntl(any, F_DUPFD_CLOEXEC, static_cast<int>(std::min<rlim_t>(total, 65536) - 1));
+      if (high >= 0) close(high);
+      close(any);
+    }
+    return total;
+  }();
+  return S_limit;
 }
 
-// The kernel grows a process's table of descriptors by doubling it, and where the process
-// has threads each growth waits for every processor to pass a quiescent point: some
-// milliseconds in which every thread that opens a file waits too. Grown once, to what the
-// budget may come to, before the workers start, it never grows while they run.
-static void sGrowDescriptorTable() {
-  rlim_t most = std::min<rlim_t>(sRaiseDescriptorLimit(), 65536);
-  if (most < 2) return;
-  int any = open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (any < 0) return;
-  int high = fcntl(any, F_DUPFD_CLOEXEC, static_cast<int>(most - 1));
-  if (high >= 0) close(high);
-  close(any);
-}
-
+// Past the budget, folders are opened again by path instead of keeping their
+// descriptor. The budget is half of what is free: the other half, and a reserve for each
+// worker's file and the folders being listed, stays for the rest of the run.
 static int sDescriptorBudget(int workers) {
-  rlim_t total = sRaiseDescriptorLimit();
+  rlim_t total = sDescriptorLimit();
   if (total == 0) return 0;
   rlim_t used = sOpenDescriptors(total) + 2 * static_cast<rlim_t>(workers) + 32;
   rlim_t usable = total > used ? (total - used) / 2 : 0;
@@ -640,7 +641,7 @@ static void sReadTree(DString const& path, SScanFolder& tree, SScanDigests& dige
                       std::atomic<bool> const* cancelled = nullptr) {
   static std::atomic<bool> const S_never{false};
   digests.listing.reset(new SScanListing());
-  sGrowDescriptorTable();
+  sDescriptorLimit();
   digests.pool.reset(new ZYNInsDigestPool());
   SScanListing& listing = *digests.listing;
   ZYNInsDigestPool& pool = *digests.pool;
