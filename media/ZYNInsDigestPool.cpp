@@ -155,6 +155,11 @@ bool ZYNInsDigestPool::_DoQueuedChunk() {
       job.thrown = std::current_exception();
       job.folder->Release();
     }
+    try {
+      _Finish(job);
+    } catch (...) {
+      job.thrown = std::current_exception();
+    }
     job.done.store(true, std::memory_order_release);
   }
   return true;
@@ -196,9 +201,16 @@ void ZYNInsDigestPool::_Digest(ZYNInsDigestJob& job, bool probe) {
   folder.Release();
 }
 
+void ZYNInsDigestPool::_Finish(ZYNInsDigestJob& job) {
+  if (job.thrown || job.hash.IsEmpty()) return;
+  ZYNInsPoolErrands* errands = _errands.load(std::memory_order_acquire);
+  if (errands != nullptr) errands->Finish(job);
+}
+
 ZYNInsDigestJob const& ZYNInsDigestPool::Take(ZYNInsDigestJob& job) {
   if (!_threaded) {
     _Digest(job, false);
+    _Finish(job);
     return job;
   }
   JoinColdReaders();

@@ -51,6 +51,7 @@ struct ZYNInsDigestJob {
 
   ZYNInsDigestFolder* folder = nullptr;
   char const* name = nullptr;   // in the folder's listing, which outlives the pool
+  void* owner = nullptr;        // whose file it is: the errands' to know, for Finish
   DString hash;                 // empty on failure
   long long lastWriteTime = 0;  // as the open file gave it
   long long bytesRead = 0;
@@ -72,6 +73,9 @@ class ZYNInsPoolErrands {
   virtual ~ZYNInsPoolErrands() = default;
   // Runs one piece; false where none is waiting.
   virtual bool RunOne() = 0;
+  // What a digest made goes on to make, on the thread that digested it, before the walk
+  // may take the job; not called where the digest failed. What it throws the walk throws.
+  virtual void Finish(ZYNInsDigestJob& job) { (void)job; }
 };
 
 // Workers (threads of the system layer) take the jobs from a data queue, a folder's few
@@ -99,8 +103,9 @@ class ZYNInsDigestPool {
   // Starts the readers for a cold device once the probes have shown one. Only the
   // thread that lists or walks the volume calls it.
   void JoinColdReaders();
-  // `job` once digested; its hash is empty on failure, and the reason the digesting
-  // thread pushed is then pushed, unchanged, on the calling thread's stack. What the
+  // `job` once digested and finished; its hash is empty on failure (or once Finish took
+  // it), and the reason the digesting thread pushed is then pushed, unchanged, on the
+  // calling thread's stack. What the
   // digest of the job threw on any thread (memory, descriptors) is thrown here, on the walk's.
   ZYNInsDigestJob const& Take(ZYNInsDigestJob& job);
 
@@ -121,6 +126,7 @@ class ZYNInsDigestPool {
   void _Work();
   bool _DoQueuedChunk();
   void _Digest(ZYNInsDigestJob& job, bool probe);
+  void _Finish(ZYNInsDigestJob& job);
   int _FolderFd(ZYNInsDigestFolder& folder);
   bool _IsCold() const;
 

@@ -68,12 +68,14 @@ struct SScanEntry {
   std::unique_ptr<SScanFolder> folder;  // null for a regular file
   unsigned narrowName;                  // offset of the name in the folder's `narrowNames`
   unsigned job;                         // a file's digest among the folder's `jobs`
-  ZYNAdmXmlElement element;             // the File made of it, until handed on in path order
-  DString path;                         // that File's path, to confirm the order it is handed on in
+  ZYNAdmXmlElement element;             // the File made of it once digested, until handed on in path order
+  DString path;                         // that File's path
+  bool taken = false;                   // by the walk: until then a worker may still be making `element`
 };
 
 struct SScanFolder {
   std::vector<SScanEntry> entries;  // in directory order, up to a failure
+  DString relativePath;             // as the walk names it below the volume
   std::string narrowNames;          // the entries' names as the system knows them, each ended by 0
   bool failed = false;
   DString failure;  // the enumerator's record, naming this folder by the walk's path
@@ -128,6 +130,8 @@ struct SScanWaiting {
 struct SScanListing : ZYNInsPoolErrands {
   SScanListing() : listed(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0)) {}
   bool RunOne() override;
+  // The File element of a file digested, built on the digesting thread.
+  void Finish(ZYNInsDigestJob& job) override;
   // Queues `folders`, ahead of those waiting already; throws, having queued none, where
   // memory runs out.
   void Queue(std::vector<SScanWaiting>& folders);
@@ -262,11 +266,15 @@ static void sQueueDigests(SScanReader& reader, DString const& path, int fd, SSca
   }
   if (count == 0) return;
   folder.jobs.reset(new ZYNInsDigestJob[count]);
+  static DString const S_slash(L"/");
   for (SScanEntry& entry : folder.entries) {
     if (entry.folder || sIsSkippedFile(entry)) continue;
     ZYNInsDigestJob& job = folder.jobs[entry.job];
     job.folder = &folder.digest;
     job.name = folder.narrowNames.c_str() + entry.narrowName;
+    job.owner = &entry;
+    entry.path = folder.relativePath;
+    entry.path.Append(S_slash, entry.name);
   }
   folder.digest.holds.store(static_cast<int>(count));
   if (reader.keptDescriptors.fetch_add(1, std::memory_order_relaxed) < reader.descriptorBudget) {
@@ -309,6 +317,7 @@ static void sReadFolder(SScanListing& listing, SScanWaiting const& waiting) {
     for (auto entry = folder.entries.rbegin(); entry != folder.entries.rend(); ++entry) {
       if (!entry->folder) continue;
       entry->folder->parent = &folder;
+      entry->folder->relativePath = folder.relativePath + L"/" + entry->name;
       below.push_back(SScanWaiting{entry->folder.get(), waiting.path + L"/" + entry->name,
                                    std::string(folder.narrowNames.c_str() + entry->narrowName)});
     }
@@ -472,53 +481,60 @@ static DString sDecimal(long long value) {
   return DString(units + at, 24 - at);
 }
 
-// Step of one regular file: a ZYNInsWalkResult. The element made, if any, lands in `entry`.
-static int sScanFile(SScanWalk& walk, DString const& relativePath, SScanFolder& folder, SScanEntry& entry) {
+static DString const S_hash(L"hash"), S_timestamp(L"timestamp");
+
+// The File element of a file digested. One record for each name, shared by the
+// elements a thread makes: a volume may have a million, and a record shared by all
+// threads would have its count passed from processor to processor for every file.
+void SScanListing::Finish(ZYNInsDigestJob& job) {
+  SScanEntry& entry = *static_cast<SScanEntry*>(job.owner);
+  thread_local DString const fileName(L"File"), hashName(L"hash"), timestampName(L"timestamp"), pathName(L"path");
+  DString timestamp = sDecimal(entry.hasTime ? entry.lastWriteTime : job.lastWriteTime);
+  // The three attributes in one block, rather than a block rebuilt for each.
+  ZYNAdmXmlElement file(fileName);
+  ZYNAdmXmlElement::AttributeUnits const attributes[] = {
+      {&hashName, job.hash.ConvertToUCChar(), job.hash.Length()},
+      {&timestampName, timestamp.ConvertToUCChar(), timestamp.Length()},
+      {&pathName, entry.path.ConvertToUCChar(), entry.path.Length()},
+  };
+  file.SetAttributes(attributes, 3);
+  entry.element = file;
+  // Let go of where it was made: another thread's free would wait for this one's heap.
+  job.hash = DString();
+}
+
+// Step of one regular file: a ZYNInsWalkResult. Its element, made where it was digested,
+// is in `entry` unless the file failed.
+static int sScanFile(SScanWalk& walk, SScanFolder& folder, SScanEntry& entry) {
   SScanVolume const& volume = walk.volume;
   ++walk.fileCount;
-  static DString const S_slash(L"/");
-  DString relativeFile(relativePath);
-  relativeFile.Append(S_slash, entry.name);
 
   // The file read is the entry listed, whatever a backslash in its name would make of
   // its path.
   ZYNInsDigestJob const& digest = walk.digests.pool->Take(folder.jobs[entry.job]);
-  DString const& hash = digest.hash;
-  if (hash.IsEmpty()) {
+  entry.taken = true;
+  if (entry.element.IsEmpty()) {
     DString reason = ZYNAdmError::Pop();
     DString label = volume.prefix + sProgress(sPercent(walk.fileCount, walk.totalFiles));
     DString pattern = label + (volume.assemblyMedia ? L"\n\"/P3\" /P4\n" : L"\n\"/P2\" /P3\n");
-    DString finding = ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(relativeFile, reason)));
+    DString finding = ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(entry.path, reason)));
     walk.errors += finding;
-    ZYNInsFindings::Add(ZYNInsFindingUnreadable, volume.number, relativeFile, finding);
+    ZYNInsFindings::Add(ZYNInsFindingUnreadable, volume.number, entry.path, finding);
     return volume.generate ? ZYNInsWalkStopped : ZYNInsWalkDone;
   }
   ZYNInsFindings::FileRead(volume.number, digest.bytesRead);
-  entry.path = relativeFile;
-
-  DString timestamp = sDecimal(entry.hasTime ? entry.lastWriteTime : digest.lastWriteTime);
-
-  // One record for each name, shared by every element: a volume may have a million.
-  static DString const S_file(L"File"), S_hash(L"hash"), S_timestamp(L"timestamp"), S_path(L"path");
-  // The three attributes in one block, rather than a block rebuilt for each.
-  ZYNAdmXmlElement file(S_file);
-  ZYNAdmXmlElement::AttributeUnits const attributes[] = {
-      {&S_hash, hash.ConvertToUCChar(), hash.Length()},
-      {&S_timestamp, timestamp.ConvertToUCChar(), timestamp.Length()},
-      {&S_path, relativeFile.ConvertToUCChar(), relativeFile.Length()},
-  };
-  file.SetAttributes(attributes, 3);
-  entry.element = file;
 
   if (!ZYNInsMsg::IsTraceShown()) return ZYNInsWalkDone;
   if (volume.generate) {
+    DString timestamp = entry.element.GetAttributeValue(S_timestamp);
+    DString hash = entry.element.GetAttributeValue(S_hash);
     ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(DString(L"[CD/P1]\ttimestamp=/P2\thash=/P3\tpath=/P4\n"),
-                                              DStrings(volume.cdText, timestamp, hash, relativeFile)));
+                                              DStrings(volume.cdText, timestamp, hash, entry.path)));
     return ZYNInsWalkDone;
   }
   DString label = volume.prefix + sProgress(sPercent(walk.fileCount, walk.totalFiles));
   DString pattern = label + (volume.assemblyMedia ? L"\t/P3\n" : L"\t/P2\n");
-  ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(relativeFile))));
+  ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(pattern, sParameters(volume, DStrings(entry.path))));
   return ZYNInsWalkDone;
 }
 
@@ -543,7 +559,7 @@ static bool sPathOrderLess(SScanEntry const* a, SScanEntry const* b) {
 static void sCollectInPathOrder(SScanFolder& folder, std::vector<ZYNAdmXmlElement>& sorted) {
   std::vector<SScanEntry*> order;
   for (SScanEntry& entry : folder.entries) {
-    if (entry.folder ? !entry.folder->sorted.empty() : !entry.element.IsEmpty()) order.push_back(&entry);
+    if (entry.folder ? !entry.folder->sorted.empty() : entry.taken && !entry.element.IsEmpty()) order.push_back(&entry);
   }
   std::stable_sort(order.begin(), order.end(), sPathOrderLess);
   // Each piece's first path against the path before it, with the comparison the sort by
@@ -604,7 +620,7 @@ static int sWalkFolder(SScanWalk& walk, DString const& relativePath, SScanFolder
       continue;
     }
     if (sIsSkippedFile(entry)) continue;
-    if (sScanFile(walk, relativePath, folder, entry) == ZYNInsWalkStopped) return ZYNInsWalkStopped;
+    if (sScanFile(walk, folder, entry) == ZYNInsWalkStopped) return ZYNInsWalkStopped;
   }
   if (!folder.failed) return ZYNInsWalkDone;
 
@@ -637,7 +653,7 @@ static SScanVolume sVolume(DString const& root, int cdIndex) {
 }
 
 // Reads the tree below `path`, the digests of its files started on the way.
-static void sReadTree(DString const& path, SScanFolder& tree, SScanDigests& digests,
+static void sReadTree(DString const& path, DString const& relativePath, SScanFolder& tree, SScanDigests& digests,
                       std::atomic<bool> const* cancelled = nullptr) {
   static std::atomic<bool> const S_never{false};
   digests.listing.reset(new SScanListing());
@@ -654,6 +670,7 @@ static void sReadTree(DString const& path, SScanFolder& tree, SScanDigests& dige
   if (!listing.listed) throw std::bad_alloc();
 
   pool.SetErrands(&listing);
+  tree.relativePath = relativePath;
   std::vector<SScanWaiting> root{SScanWaiting{&tree, path, std::string()}};
   listing.Queue(root);
   while (listing.unfinished.load(std::memory_order_acquire) > 0) {
@@ -683,7 +700,7 @@ int ZYNInsMediaCheckerServices::GetCDElt(DString root, DString relativePath, int
                                          DString& errors, int& fileCount, int totalFiles) {
   SScanFolder folder;
   SScanDigests digests;
-  sReadTree(sFolderPath(root, relativePath), folder, digests);
+  sReadTree(sFolderPath(root, relativePath), relativePath, folder, digests);
   return sWalkTree(sVolume(root, cdIndex), folder, digests, relativePath, cdElement, errors, fileCount, totalFiles);
 }
 
@@ -728,7 +745,7 @@ std::unique_ptr<SReadAhead> S_readAhead;  // the walk's thread only
 int sReadAheadMain(void* argument) {
   SReadAhead& ahead = *static_cast<SReadAhead*>(argument);
   try {
-    sReadTree(ahead.walkRoot, ahead.tree, ahead.digests, &ahead.cancelled);
+    sReadTree(ahead.walkRoot, DString(), ahead.tree, ahead.digests, &ahead.cancelled);
   } catch (...) {
     ahead.thrown = std::current_exception();
   }
@@ -800,7 +817,8 @@ static int sScanVolume(int cdIndex, DString const& cdPath, ZYNAdmXmlElement& cd,
   SReadAhead* ahead = cdPath.IsEmpty() ? nullptr : sTakeReadAhead(walkRoot);
   SScanFolder& tree = ahead != nullptr ? ahead->tree : ownTree;
   SScanDigests& digests = ahead != nullptr ? ahead->digests : ownDigests;
-  if (ahead == nullptr && !cdPath.IsEmpty()) sReadTree(walkRoot, tree, digests);  // an empty path would be the root
+  if (ahead == nullptr && !cdPath.IsEmpty())
+    sReadTree(walkRoot, DString(), tree, digests);  // an empty path would be the root
 
   int totalFiles = 0;
   if (cdPath.IsEmpty()) {

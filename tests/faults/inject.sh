@@ -76,9 +76,10 @@ for mode in generate check; do
       runs=$((runs + 1))
       per[$mode/$call:$err]=$((${per[$mode/$call:$err]:-0} + 1))
       [ "$status" = 124 ] && { fail "hang"; continue; }
-      # The loader's own allocations (libraries, their lookup tables) fail before any code
-      # of ours runs: glibc's fatal error, nothing written.
-      if [ "$status" = 127 ] && grep -q '^Fatal glibc error' "$work/out" && [ "$(set_of)" = "$old" ]; then
+      # The loader's own allocations (libraries, their lookup tables, thread storage) fail
+      # before any code of ours runs: glibc's fatal error or the loader's "out of memory",
+      # nothing written.
+      if [ "$status" = 127 ] && grep -qE '^(Fatal glibc error|out of memory$)' "$work/out" && [ "$(set_of)" = "$old" ]; then
         loader=$((loader + 1))
         continue
       fi
