@@ -2,8 +2,11 @@
 #include "ZYNAdmXmlParser.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstring>
+#include <exception>
+#include <memory>
 #include <new>
 #include <vector>
 
@@ -11,9 +14,14 @@
 #include <emmintrin.h>
 #endif
 
+#include "QRTSpinLock.h"
+#include "QRTThreads.h"
+#include "QRTWorkers.h"
 #include "ZYNAdmCodePage.h"
 #include "ZYNAdmInputStream.h"
 #include "ZYNAdmXmlElement.h"
+#include "ZYNInsSerialShare.h"
+#include "ZYNSysSemaphore.h"
 
 // The former string pool is gone: names are interned per Parse call now.
 void ZYNStringPoolSetForCurrentThrd() {}
@@ -27,6 +35,9 @@ const int S_blockSize = 4096;        // bytes asked of the stream per Read
 const int S_initialStackCapacity = 20;
 const int S_initialPoolBuckets = 128;  // a power of 2: a bucket is a mask away
 const int S_directSearchLimit = 256;   // units of a tag searched without the partner index
+// Leaf tags read in this thread before the others are asked to help, and per batch.
+const int S_leavesAlone = 4096;
+const size_t S_leafBatch = 1024;
 
 // One interned name: the units as they stand in the file and their decoded form.
 struct PooledEntry {
@@ -77,10 +88,12 @@ class PartnerIndex {
   const unsigned short* _tag;
 };
 
+class SLeafReaders;
+
 // The parser's working state; everything is released on every exit of Parse.
 struct ParseData {
   ParseData() : buffer(nullptr), capacity(0), end(0), top(-1), stack(S_initialStackCapacity) {}
-  ~ParseData() { delete[] buffer; }
+  ~ParseData();
   ParseData(const ParseData&) = delete;
   ParseData& operator=(const ParseData&) = delete;
 
@@ -96,7 +109,55 @@ struct ParseData {
   // and its offset there in `inWork` until the tag is read to its end.
   std::vector<ZYNAdmXmlElement::AttributeUnits> attributes;
   std::vector<int> inWork;
+  // Past S_leavesAlone leaf tags, other threads read their names and attributes.
+  int leaves = 0;
+  std::unique_ptr<SLeafReaders> readers;
 };
+
+// The self-closing tags of a long document, a batch at a time, read on worker threads
+// into elements that this thread made and placed in the tree. A leaf's content (its text
+// and children) is never touched again by the parse, so the two threads never write the
+// same fields of it; its handles, and so its count, stay with this thread.
+class SLeafReaders {
+ public:
+  SLeafReaders();
+  ~SLeafReaders();
+  SLeafReaders(const SLeafReaders&) = delete;
+  SLeafReaders& operator=(const SLeafReaders&) = delete;
+
+  bool IsStarted() const { return !_workers.empty(); }
+  // The tag of `length` units (its closing `/` left out) to be read into `element`.
+  void Add(const ZYNAdmXmlElement& element, const unsigned short* tag, int length);
+  // Waits until every leaf is read; throws what a reader threw.
+  void Finish();
+
+ private:
+  struct Batch {
+    std::vector<unsigned short> units;
+    std::vector<size_t> ends;  // of each tag in `units`
+    std::vector<ZYNAdmXmlElement> elements;
+    std::exception_ptr thrown;
+  };
+
+  static int sWorkerMain(void* readers);
+  void _Submit();
+  Batch* _Claim();
+  void _Read(Batch& batch, ParseData& scratch);
+
+  std::vector<std::unique_ptr<Batch>> _all;  // this thread's only
+  std::unique_ptr<Batch> _filling;
+  QRTSpinLock _lock;
+  std::vector<Batch*> _waiting;  // first in, first out, from `_taken` on
+  size_t _taken = 0;
+  std::atomic<size_t> _unread{0};
+  std::atomic<bool> _stop{false};
+  std::unique_ptr<ZYNSysSemaphore> _queued;  // one count for each batch queued
+  std::unique_ptr<ZYNSysSemaphore> _read;    // one count for each batch a worker read
+  std::unique_ptr<ParseData> _scratch;       // for the batches this thread reads itself
+  std::vector<std::unique_ptr<QRTThreads>> _workers;
+};
+
+ParseData::~ParseData() { delete[] buffer; }
 
 // Index of the first `unit` in [from, end), or -1. Values and quoted runs are searched
 // eight units at a time where the machine has the instructions.
@@ -453,6 +514,16 @@ void sReadAttributes(ParseData& data, const unsigned short* tag, int position, i
   element.SetAttributes(data.attributes.data(), static_cast<int>(data.attributes.size()));
 }
 
+// Whether the leaf at hand goes to the readers: once enough were read here to make
+// threads worth starting, and where they could be.
+bool sDeferLeaf(ParseData& data) {
+  if (data.leaves > S_leavesAlone) return data.readers != nullptr;
+  if (++data.leaves <= S_leavesAlone || QRTThreads::GetProcessorsNumber() < 2) return false;
+  data.readers.reset(new SLeafReaders());
+  if (!data.readers->IsStarted()) data.readers.reset();
+  return data.readers != nullptr;
+}
+
 // A start tag of `length` units at `tag`: a new element on the stack, closed at once when
 // the tag ends with `/`.
 void sStartElement(ParseData& data, const unsigned short* tag, int length) {
@@ -462,6 +533,13 @@ void sStartElement(ParseData& data, const unsigned short* tag, int length) {
   element.Reset();
   const bool selfClosing = length > 0 && tag[length - 1] == '/';
   if (selfClosing) --length;
+  if (selfClosing && sDeferLeaf(data)) {
+    element.SetName(DString());  // a body of its own, for the reader to fill
+    data.readers->Add(element, tag, length);
+    if (parent >= 0) data.stack[static_cast<size_t>(parent)].AddChild(element);
+    data.top = parent;
+    return;
+  }
   int nameEnd = 0;
   while (nameEnd < length && tag[nameEnd] > 0x20) ++nameEnd;
   sReadAttributes(data, tag, nameEnd + 1, length, element);
@@ -513,6 +591,99 @@ int sScanTag(const ParseData& data, int tagStart, int scan, unsigned short& quot
     if ((unit == '"' || unit == '\'') && !sIsComment(buffer, tagStart, scan)) quote = unit;
   }
   return -1;
+}
+
+SLeafReaders::SLeafReaders()
+    : _queued(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0)),
+      _read(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0)),
+      _scratch(new ParseData()) {
+  if (!_queued || !_read) return;
+  QRTStartWorkers("xml leaves", &SLeafReaders::sWorkerMain, this, QRTThreads::GetProcessorsNumber() - 1, _workers);
+}
+
+SLeafReaders::~SLeafReaders() {
+  _stop.store(true, std::memory_order_release);
+  for (size_t i = 0; i < _workers.size(); ++i) _queued->Signal();
+  for (std::unique_ptr<QRTThreads>& worker : _workers) worker->Join();
+}
+
+void SLeafReaders::Add(const ZYNAdmXmlElement& element, const unsigned short* tag, int length) {
+  if (!_filling) _filling.reset(new Batch());
+  Batch& batch = *_filling;
+  batch.units.insert(batch.units.end(), tag, tag + length);
+  batch.ends.push_back(batch.units.size());
+  batch.elements.push_back(element);
+  if (batch.elements.size() >= S_leafBatch) _Submit();
+}
+
+void SLeafReaders::_Submit() {
+  if (!_filling) return;
+  Batch* batch = _filling.get();
+  _all.push_back(std::move(_filling));
+  _unread.fetch_add(1, std::memory_order_relaxed);
+  size_t backlog;
+  {
+    QRTSpinLockScope scope(_lock);
+    _waiting.push_back(batch);
+    backlog = _waiting.size() - _taken;
+  }
+  _queued->Signal();
+  // Readers that fall behind would let the units pile up: this thread reads one too.
+  if (backlog <= 2 * _workers.size() + 2) return;
+  long long started = ZYNInsSerialShare::Start();
+  if (Batch* mine = _Claim()) _Read(*mine, *_scratch);
+  ZYNInsSerialShare::AddShareableSince(started);
+}
+
+SLeafReaders::Batch* SLeafReaders::_Claim() {
+  QRTSpinLockScope scope(_lock);
+  if (_taken == _waiting.size()) return nullptr;
+  return _waiting[_taken++];
+}
+
+void SLeafReaders::_Read(Batch& batch, ParseData& scratch) {
+  try {
+    size_t start = 0;
+    for (size_t i = 0; i < batch.elements.size(); ++i) {
+      const unsigned short* tag = batch.units.data() + start;
+      const int length = static_cast<int>(batch.ends[i] - start);
+      int nameEnd = 0;
+      while (nameEnd < length && tag[nameEnd] > 0x20) ++nameEnd;
+      ZYNAdmXmlElement& element = batch.elements[i];
+      sReadAttributes(scratch, tag, nameEnd + 1, length, element);
+      element.SetName(scratch.pool.Get(tag, nameEnd));
+      start = batch.ends[i];
+    }
+  } catch (...) {
+    batch.thrown = std::current_exception();
+  }
+  std::vector<unsigned short>().swap(batch.units);
+  _unread.fetch_sub(1, std::memory_order_release);
+}
+
+int SLeafReaders::sWorkerMain(void* argument) {
+  SLeafReaders& readers = *static_cast<SLeafReaders*>(argument);
+  // The names a reader interns live as long as the elements that share them.
+  ParseData scratch;
+  for (;;) {
+    readers._queued->Wait();
+    if (readers._stop.load(std::memory_order_acquire)) return 0;
+    if (Batch* batch = readers._Claim()) {
+      readers._Read(*batch, scratch);
+      readers._read->Signal();
+    }
+  }
+}
+
+void SLeafReaders::Finish() {
+  _Submit();
+  long long started = ZYNInsSerialShare::Start();
+  while (Batch* mine = _Claim()) _Read(*mine, *_scratch);
+  ZYNInsSerialShare::AddShareableSince(started);
+  while (_unread.load(std::memory_order_acquire) > 0) _read->Wait();
+  for (std::unique_ptr<Batch>& batch : _all) {
+    if (batch->thrown) std::rethrow_exception(batch->thrown);
+  }
 }
 
 void sHandleTag(ParseData& data, int tagStart, int length) {
@@ -583,6 +754,7 @@ int ZYNAdmXmlParser::Parse(ZYNAdmInputStream& stream, ZYNAdmXmlElement& root) {
     textStart = scan = tagEnd + 1;
   }
 
+  if (data.readers) data.readers->Finish();
   root.Assign(data.stack[0]);
   stream.Close();
   return 1;

@@ -221,3 +221,41 @@ TEST(ZYNAdmXmlParserTest, ParseReadsAReferenceOfManyFiles) {
 }
 
 }  // namespace
+
+namespace {
+
+// Past a few thousand leaves, other threads read them: the tree is the one read alone,
+// leaves of every kind among nested elements, whatever the read sizes.
+TEST(XmlParallelParse, LeavesReadOnOtherThreadsMakeTheSameTree) {
+  std::vector<const Case*> leaves;
+  for (const Case& c : kTrees) {
+    const std::string input = c.input;
+    if (input.size() > 2 && input[0] == '<' && input.compare(input.size() - 2, 2, "/>") == 0 &&
+        std::count(input.begin(), input.end(), '<') == 1) {
+      leaves.push_back(&c);
+    }
+  }
+  ASSERT_GE(leaves.size(), 5u);
+  std::string xml = "<r>";
+  std::string tree = "r(";
+  for (int i = 0; i < 3 * 4096 + 7; ++i) {
+    const Case& leaf = *leaves[static_cast<size_t>(i) % leaves.size()];
+    if (i % 1000 == 999) {
+      xml += "<b>\n\t";
+      tree += "b(";
+    }
+    xml += leaf.input;
+    tree += leaf.tree;
+    if (i % 1000 == 999) {
+      xml += "</b>";
+      tree += ")";
+    }
+    tree += " ";
+  }
+  tree.back() = ')';
+  for (int chunk : {0, 7, 4096}) {
+    EXPECT_EQ(sParse(xml + "</r>", chunk), tree) << chunk;
+  }
+}
+
+}  // namespace
