@@ -563,16 +563,18 @@ static void sCollectInPathOrder(SScanFolder& folder, std::vector<ZYNAdmXmlElemen
   }
   std::stable_sort(order.begin(), order.end(), sPathOrderLess);
   // Each piece's first path against the path before it, with the comparison the sort by
-  // path makes: a quirk of it that the order of names missed shows here.
+  // path makes: a quirk of it that the order of names missed shows here. The two ends
+  // are kept once the folder is done, not for every piece.
+  DString const* last = nullptr;
   for (SScanEntry* entry : order) {
     DString const& first = entry->folder ? entry->folder->firstPath : entry->path;
-    if (entry == order.front()) {
-      folder.firstPath = first;
-    } else if (DString::Compare(&folder.lastPath, &first) > 0) {
-      folder.inPathOrder = false;
-    }
+    if (last != nullptr && DString::Compare(last, &first) > 0) folder.inPathOrder = false;
     if (entry->folder && !entry->folder->inPathOrder) folder.inPathOrder = false;
-    folder.lastPath = entry->folder ? entry->folder->lastPath : entry->path;
+    last = entry->folder ? &entry->folder->lastPath : &entry->path;
+  }
+  if (!order.empty()) {
+    folder.firstPath = order.front()->folder ? order.front()->folder->firstPath : order.front()->path;
+    folder.lastPath = *last;
   }
   for (SScanEntry* entry : order) {
     if (!entry->folder) {

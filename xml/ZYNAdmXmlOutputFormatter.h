@@ -16,6 +16,24 @@ class ZYNAdmXmlOutputFormatter : public ZYNAdmOutputStream {
   // The target stays open or closed as it was.
   ~ZYNAdmXmlOutputFormatter() override {}
 
+  // Where the layout stands between two writes. Bytes laid out apart from a state taken
+  // for granted go to the target as they are, where the state proves to be that one.
+  struct State {
+    char lastByte;
+    char byteBefore;
+    int depth;
+    bool operator==(const State& other) const {
+      return lastByte == other.lastByte && byteBefore == other.byteBefore && depth == other.depth;
+    }
+  };
+  State GetState() const { return State{_lastByte, _byteBefore, _depth}; }
+  void SetState(const State& state) {
+    _lastByte = state.lastByte;
+    _byteBefore = state.byteBefore;
+    _depth = state.depth;
+  }
+  ZYNAdmOutputStream& GetTarget() { return _target; }
+
   int Open() override;
   // The state survives between calls, so the input may be cut anywhere, in a tag too.
   int Write(unsigned char* buffer, int count) override;

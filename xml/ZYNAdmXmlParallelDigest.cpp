@@ -16,7 +16,9 @@
 #include "ZYNAdmSHA256.h"
 #include "ZYNAdmStringOutput.h"
 #include "ZYNAdmXmlElement.h"
+#include "ZYNAdmXmlOutputFormatter.h"
 #include "ZYNAdmXmlParser.h"
+#include "ZYNInsSerialShare.h"
 #include "ZYNSysSemaphore.h"
 
 namespace {
@@ -82,7 +84,12 @@ ZYNAdmXmlElement sSkeleton(const ZYNAdmXmlElement& element, int depth, std::vect
 // The ranges of all long lists, written by the workers and by the digesting thread.
 class SRanges {
  public:
-  SRanges(std::vector<const ZYNAdmXmlElement*> const& lists, int workers, bool throwOnMemory);
+  typedef ZYNAdmXmlOutputFormatter::State Layout;
+  // With `layout`, each range is also laid out on its writing thread, from the state of
+  // `assumed` for its list: a range starts with a `<` behind the `>` of what came before,
+  // at the depth of its list.
+  SRanges(std::vector<const ZYNAdmXmlElement*> const& lists, int workers, bool throwOnMemory,
+          ZYNAdmXmlOutputFormatter* layout = nullptr, std::vector<Layout> const& assumed = std::vector<Layout>());
   ~SRanges();
   // Digests the ranges of list `list` in order; false when one can't be written.
   bool Digest(size_t list, ZYNAdmOutputStream& digest);
@@ -93,12 +100,15 @@ class SRanges {
     size_t first;
     size_t count;
     std::string bytes;
+    std::string laid;  // `bytes` laid out from the state assumed for the list
+    Layout laidEnd{0, 0, 0};
     bool written = false;
     bool outOfMemory = false;
     std::atomic<bool> done{false};
   };
 
   static int sWorkerMain(void* ranges);
+  bool _Feed(Range& range, ZYNAdmOutputStream& digest);
   void _Work();
   bool _Claim(size_t& index, bool wait);
   void _Write(Range& range);
@@ -110,14 +120,20 @@ class SRanges {
   std::atomic<size_t> _fed{0};
   std::atomic<bool> _stop{false};
   size_t _ahead;
-  bool _throwOnMemory;                        // a range that ran out of memory is thrown, not a failed write
+  bool _throwOnMemory;  // a range that ran out of memory is thrown, not a failed write
+  ZYNAdmXmlOutputFormatter* _layout;
+  std::vector<Layout> _assumed;
   std::unique_ptr<ZYNSysSemaphore> _written;  // one count for each range a worker wrote
   std::unique_ptr<ZYNSysSemaphore> _room;     // one count for each range digested
   std::vector<std::unique_ptr<QRTThreads>> _workers;
 };
 
-SRanges::SRanges(std::vector<const ZYNAdmXmlElement*> const& lists, int workers, bool throwOnMemory)
-    : _ahead(S_aheadPerWorker * static_cast<size_t>(workers)), _throwOnMemory(throwOnMemory) {
+SRanges::SRanges(std::vector<const ZYNAdmXmlElement*> const& lists, int workers, bool throwOnMemory,
+                 ZYNAdmXmlOutputFormatter* layout, std::vector<Layout> const& assumed)
+    : _ahead(S_aheadPerWorker * static_cast<size_t>(workers)),
+      _throwOnMemory(throwOnMemory),
+      _layout(layout),
+      _assumed(assumed) {
   std::vector<size_t> firsts;
   for (const ZYNAdmXmlElement* list : lists) {
     std::vector<const ZYNAdmXmlElement*> children;
@@ -187,6 +203,16 @@ void SRanges::_Write(Range& range) {
       range.bytes.swap(out.bytes);
       range.written = true;
     }
+    if (range.written && _layout != nullptr && !range.bytes.empty() && range.bytes[0] == '<') {
+      ZYNAdmStringOutput laid;
+      ZYNAdmXmlOutputFormatter formatter(laid);
+      formatter.SetState(_assumed[range.list]);
+      int size = static_cast<int>(range.bytes.size());
+      if (formatter.Write(reinterpret_cast<unsigned char*>(&range.bytes[0]), size) == size) {
+        range.laid.swap(laid.bytes);
+        range.laidEnd = formatter.GetState();
+      }
+    }
   } catch (std::bad_alloc const&) {
     range.written = false;
     range.outOfMemory = true;
@@ -200,7 +226,9 @@ bool SRanges::Digest(size_t list, ZYNAdmOutputStream& digest) {
     while (!range.done.load(std::memory_order_acquire)) {
       size_t mine = 0;
       if (_next.load(std::memory_order_relaxed) <= index && _Claim(mine, false)) {
+        long long started = ZYNInsSerialShare::Start();
         _Write(_ranges[mine]);
+        ZYNInsSerialShare::AddShareableSince(started);
         continue;
       }
       _written->Wait();
@@ -209,19 +237,55 @@ bool SRanges::Digest(size_t list, ZYNAdmOutputStream& digest) {
       if (range.outOfMemory && _throwOnMemory) throw std::bad_alloc();
       return false;
     }
-    unsigned char* bytes = reinterpret_cast<unsigned char*>(&range.bytes[0]);
-    int size = static_cast<int>(range.bytes.size());
-    if (size > 0 && digest.Write(bytes, size) != size) return false;
+    if (!_Feed(range, digest)) return false;
     std::string().swap(range.bytes);
+    std::string().swap(range.laid);
     _fed.fetch_add(1, std::memory_order_release);
     _room->Signal();
   }
   return true;
 }
 
+// A range laid out ahead goes to the target as it is where the layout stands where it
+// was assumed to: the depth, and a `>` last. What came before that `>` plays no part, as
+// the range opens with a `<`.
+bool SRanges::_Feed(Range& range, ZYNAdmOutputStream& digest) {
+  if (_layout != nullptr && !range.laid.empty()) {
+    Layout now = _layout->GetState();
+    Layout assumed = _assumed[range.list];
+    if (now.lastByte == assumed.lastByte && now.depth == assumed.depth) {
+      int size = static_cast<int>(range.laid.size());
+      if (_layout->GetTarget().Write(reinterpret_cast<unsigned char*>(&range.laid[0]), size) != size) return false;
+      _layout->SetState(range.laidEnd);
+      return true;
+    }
+  }
+  int size = static_cast<int>(range.bytes.size());
+  return size == 0 || digest.Write(reinterpret_cast<unsigned char*>(&range.bytes[0]), size) == size;
+}
+
+// The layout at each slot of `frame`, as far as the frame alone tells: what a list
+// between two slots does to it is taken to be nothing.
+std::vector<SRanges::Layout> sLayoutsAtSlots(std::string const& frame, std::vector<size_t> const& slots) {
+  std::vector<SRanges::Layout> layouts;
+  ZYNAdmStringOutput scratch;
+  ZYNAdmXmlOutputFormatter formatter(scratch);
+  formatter.Open();
+  size_t from = 0;
+  for (size_t slot : slots) {
+    std::string part = frame.substr(from, slot - from);
+    if (!part.empty()) formatter.Write(reinterpret_cast<unsigned char*>(&part[0]), static_cast<int>(part.size()));
+    scratch.bytes.clear();
+    layouts.push_back(formatter.GetState());
+    from = slot + std::strlen(S_Slot);
+  }
+  return layouts;
+}
+
 }  // namespace
 
-static int sWrite(const ZYNAdmXmlElement& element, ZYNAdmOutputStream& digest, bool throwOnMemory) {
+static int sWrite(const ZYNAdmXmlElement& element, ZYNAdmOutputStream& digest, bool throwOnMemory,
+                  ZYNAdmXmlOutputFormatter* layout = nullptr) {
   int workers = QRTThreads::GetProcessorsNumber() - 1;
   std::vector<const ZYNAdmXmlElement*> lists;
   size_t cut = 0;
@@ -238,7 +302,8 @@ static int sWrite(const ZYNAdmXmlElement& element, ZYNAdmOutputStream& digest, b
   }
   if (slots.size() != lists.size()) return ZYNAdmXmlParser::GetXml(element, digest);
 
-  SRanges ranges(lists, workers, throwOnMemory);
+  SRanges ranges(lists, workers, throwOnMemory, layout,
+                 layout != nullptr ? sLayoutsAtSlots(frame.bytes, slots) : std::vector<SRanges::Layout>());
   if (digest.Open() == 0) return 0;
   unsigned char* bytes = reinterpret_cast<unsigned char*>(&frame.bytes[0]);
   size_t from = 0;
@@ -259,4 +324,8 @@ int ZYNAdmXmlParallelDigest::GetXml(const ZYNAdmXmlElement& element, ZYNAdmSHA25
 
 int ZYNAdmXmlParallelDigest::Write(const ZYNAdmXmlElement& element, ZYNAdmOutputStream& stream) {
   return sWrite(element, stream, true);
+}
+
+int ZYNAdmXmlParallelDigest::Write(const ZYNAdmXmlElement& element, ZYNAdmXmlOutputFormatter& formatter) {
+  return sWrite(element, formatter, true, &formatter);
 }

@@ -7,6 +7,7 @@
 class ZYNAdmOutputStream;
 class ZYNAdmSHA256;
 class ZYNAdmXmlElement;
+class ZYNAdmXmlOutputFormatter;
 
 // What ZYNAdmXmlParser::GetXml(element, digest) gives, byte for byte: elements with
 // thousands of children (the File elements of a volume) are written in ranges by worker
@@ -20,6 +21,8 @@ class ZYNAdmXmlParallelDigest {
   // The same bytes into any stream (a file being written): where memory runs out on a
   // writing thread, std::bad_alloc is thrown here, as the plain road would throw it.
   static int Write(const ZYNAdmXmlElement& element, ZYNAdmOutputStream& stream);
+  // The same laid out on lines, the ranges laid out by the threads that write them.
+  static int Write(const ZYNAdmXmlElement& element, ZYNAdmXmlOutputFormatter& formatter);
 };
 
 #endif

@@ -137,6 +137,7 @@ class SLeafReaders {
     std::vector<size_t> ends;  // of each tag in `units`
     std::vector<ZYNAdmXmlElement> elements;
     std::exception_ptr thrown;
+    std::atomic<bool> read{false};
   };
 
   static int sWorkerMain(void* readers);
@@ -148,6 +149,7 @@ class SLeafReaders {
   std::unique_ptr<Batch> _filling;
   QRTSpinLock _lock;
   std::vector<Batch*> _waiting;  // first in, first out, from `_taken` on
+  size_t _recycled = 0;          // batches of `_all` whose units went to a later one
   size_t _taken = 0;
   std::atomic<size_t> _unread{0};
   std::atomic<bool> _stop{false};
@@ -608,7 +610,13 @@ SLeafReaders::~SLeafReaders() {
 }
 
 void SLeafReaders::Add(const ZYNAdmXmlElement& element, const unsigned short* tag, int length) {
-  if (!_filling) _filling.reset(new Batch());
+  if (!_filling) {
+    _filling.reset(new Batch());
+    // The units of a batch read are the next one's: fresh memory costs a fault per page.
+    if (_recycled < _all.size() && _all[_recycled]->read.load(std::memory_order_acquire)) {
+      _filling->units.swap(_all[_recycled++]->units);
+    }
+  }
   Batch& batch = *_filling;
   batch.units.insert(batch.units.end(), tag, tag + length);
   batch.ends.push_back(batch.units.size());
@@ -657,7 +665,8 @@ void SLeafReaders::_Read(Batch& batch, ParseData& scratch) {
   } catch (...) {
     batch.thrown = std::current_exception();
   }
-  std::vector<unsigned short>().swap(batch.units);
+  batch.units.clear();
+  batch.read.store(true, std::memory_order_release);
   _unread.fetch_sub(1, std::memory_order_release);
 }
 

@@ -13,14 +13,16 @@
 namespace {
 
 // A list of `count` File elements with values that take every road of the writer:
-// plain, quoted both ways, escaped and non-ASCII.
-ZYNAdmXmlElement sList(int count, wchar_t const* name = L"CD") {
+// plain, quoted both ways, escaped and non-ASCII; `slashed` of them with a `/>` in a
+// value, which the layout takes for the end of an element.
+ZYNAdmXmlElement sList(int count, wchar_t const* name = L"CD", int slashed = 0) {
   ZYNAdmXmlElement list{DString(name)};
   wchar_t const* odd[] = {L"a\"b", L"a'b", L"<&>\t\n", L"caf\u00e9 \u4e00", L"_x0041_"};
   for (int i = 0; i < count; ++i) {
     ZYNAdmXmlElement file{DString(L"File")};
     file.SetAttributeValue(DString(L"path"), DString::FromNum(i, "/f%d"));
-    file.SetAttributeValue(DString(L"hash"), DString(odd[i % 5]));
+    file.SetAttributeValue(DString(L"hash"),
+                           DString(i * slashed / count != (i + 1) * slashed / count ? L"x/>" : odd[i % 5]));
     if (i % 7 == 0) file.SetValue(DString(odd[i % 5]));
     list.AddChild(file);
   }
@@ -63,6 +65,7 @@ TEST(XmlParallelDigest, GivesTheDigestOfThePlainWriterOnEveryShapeOfTree) {
          return media;
        }},
       {"a list at the root", [] { return sList(10001); }},
+      {"a layout thrown off in a list", [] { return sList(9000, L"CD", 3); }},
       {"too small to cut", [] { return sList(100); }},
       {"an element named as the slot",
        [] {
