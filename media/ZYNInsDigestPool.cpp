@@ -202,7 +202,6 @@ void ZYNInsDigestPool::_Digest(ZYNInsDigestJob& job, bool probe) {
 }
 
 void ZYNInsDigestPool::_Finish(ZYNInsDigestJob& job) {
-  if (job.thrown || job.hash.IsEmpty()) return;
   ZYNInsPoolErrands* errands = _errands.load(std::memory_order_acquire);
   if (errands != nullptr) errands->Finish(job);
 }

@@ -73,8 +73,9 @@ class ZYNInsPoolErrands {
   virtual ~ZYNInsPoolErrands() = default;
   // Runs one piece; false where none is waiting.
   virtual bool RunOne() = 0;
-  // What a digest made goes on to make, on the thread that digested it, before the walk
-  // may take the job; not called where the digest failed. What it throws the walk throws.
+  // What a digest done goes on to make, on the thread that digested it, before the walk
+  // may take the job: called for every job, failed (its hash empty) or thrown included.
+  // What it throws the walk throws.
   virtual void Finish(ZYNInsDigestJob& job) { (void)job; }
 };
 

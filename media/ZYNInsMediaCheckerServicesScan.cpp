@@ -70,7 +70,8 @@ struct SScanEntry {
   unsigned job;                         // a file's digest among the folder's `jobs`
   ZYNAdmXmlElement element;             // the File made of it once digested, until handed on in path order
   DString path;                         // that File's path
-  bool taken = false;                   // by the walk: until then a worker may still be making `element`
+  SScanFolder* in = nullptr;            // the folder it was listed in
+  bool made = false;                    // whether the digest made `element`
 };
 
 struct SScanFolder {
@@ -96,6 +97,13 @@ struct SScanFolder {
   std::atomic<int> unopened{0};                // sub-folders still to open below `listFd`, and its listing
   std::exception_ptr thrown;                   // a fault of the run, met listing it
   std::vector<ZYNInsDigestJob::Failure> left;  // records its listing left on the stack, oldest first
+
+  // Collected (its elements in `sorted`) on whichever thread settles it last: its listing,
+  // each of its files digested, each of its sub-folders collected.
+  std::atomic<int> pending{1};
+  std::atomic<bool> collected{false};
+  // The walk past it, and its collection: the second lets go of its listing.
+  std::atomic<int> gates{2};
 };
 
 // What the reading of one volume keeps track of.
@@ -130,14 +138,19 @@ struct SScanWaiting {
 struct SScanListing : ZYNInsPoolErrands {
   SScanListing() : listed(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0)) {}
   bool RunOne() override;
-  // The File element of a file digested, built on the digesting thread.
+  // The File element of a file digested, built on the digesting thread; the file
+  // settled in its folder, digested or not.
   void Finish(ZYNInsDigestJob& job) override;
+  // One of the things `folder` waits for is done; the last collects it, and settles it
+  // in its parent.
+  void Settle(SScanFolder& folder);
   // Queues `folders`, ahead of those waiting already; throws, having queued none, where
   // memory runs out.
   void Queue(std::vector<SScanWaiting>& folders);
 
   SScanReader reader;
   QRTSpinLock lock;
+  std::exception_ptr collectThrown;         // the first fault of a collection, for the walk to throw
   std::vector<SScanWaiting> waiting;        // a stack, so that one thread alone lists in the walk's order
   std::atomic<int> unfinished{0};           // folders queued and not yet listed
   std::unique_ptr<ZYNSysSemaphore> listed;  // a count for each folder listed
@@ -273,9 +286,11 @@ static void sQueueDigests(SScanReader& reader, DString const& path, int fd, SSca
     job.folder = &folder.digest;
     job.name = folder.narrowNames.c_str() + entry.narrowName;
     job.owner = &entry;
+    entry.in = &folder;
     entry.path = folder.relativePath;
     entry.path.Append(S_slash, entry.name);
   }
+  folder.pending.fetch_add(static_cast<int>(count), std::memory_order_relaxed);
   folder.digest.holds.store(static_cast<int>(count));
   if (reader.keptDescriptors.fetch_add(1, std::memory_order_relaxed) < reader.descriptorBudget) {
     folder.digest.holds.fetch_add(1);
@@ -322,6 +337,7 @@ static void sReadFolder(SScanListing& listing, SScanWaiting const& waiting) {
                                    std::string(folder.narrowNames.c_str() + entry->narrowName)});
     }
     folder.unopened.fetch_add(static_cast<int>(below.size()));
+    folder.pending.fetch_add(static_cast<int>(below.size()), std::memory_order_relaxed);
     try {
       listing.Queue(below);
     } catch (...) {
@@ -381,6 +397,7 @@ bool SScanListing::RunOne() {
     sKeepLeftRecords(folder, depth);
   }
   if (folder.parent != nullptr) sLetGoOfListFd(*folder.parent);
+  Settle(folder);
   unfinished.fetch_sub(1, std::memory_order_acq_rel);
   listed->Signal();
   return true;
@@ -481,13 +498,10 @@ static DString sDecimal(long long value) {
   return DString(units + at, 24 - at);
 }
 
-static DString const S_hash(L"hash"), S_timestamp(L"timestamp");
-
 // The File element of a file digested. One record for each name, shared by the
 // elements a thread makes: a volume may have a million, and a record shared by all
 // threads would have its count passed from processor to processor for every file.
-void SScanListing::Finish(ZYNInsDigestJob& job) {
-  SScanEntry& entry = *static_cast<SScanEntry*>(job.owner);
+static void sMakeFile(ZYNInsDigestJob& job, SScanEntry& entry) {
   thread_local DString const fileName(L"File"), hashName(L"hash"), timestampName(L"timestamp"), pathName(L"path");
   DString timestamp = sDecimal(entry.hasTime ? entry.lastWriteTime : job.lastWriteTime);
   // The three attributes in one block, rather than a block rebuilt for each.
@@ -499,12 +513,26 @@ void SScanListing::Finish(ZYNInsDigestJob& job) {
   };
   file.SetAttributes(attributes, 3);
   entry.element = file;
-  // Let go of where it was made: another thread's free would wait for this one's heap.
-  job.hash = DString();
+  entry.made = true;
+  // Let go of where it was made, unless the walk shows it: another thread's free would
+  // wait for this one's heap.
+  if (!ZYNInsMsg::IsTraceShown()) job.hash = DString();
 }
 
-// Step of one regular file: a ZYNInsWalkResult. Its element, made where it was digested,
-// is in `entry` unless the file failed.
+void SScanListing::Finish(ZYNInsDigestJob& job) {
+  SScanEntry& entry = *static_cast<SScanEntry*>(job.owner);
+  if (!job.thrown && !job.hash.IsEmpty()) {
+    try {
+      sMakeFile(job, entry);
+    } catch (...) {
+      job.thrown = std::current_exception();
+    }
+  }
+  Settle(*entry.in);
+}
+
+// Step of one regular file: a ZYNInsWalkResult. Its element was made where it was
+// digested, unless the file failed, and goes on to the folder's collection from there.
 static int sScanFile(SScanWalk& walk, SScanFolder& folder, SScanEntry& entry) {
   SScanVolume const& volume = walk.volume;
   ++walk.fileCount;
@@ -512,8 +540,7 @@ static int sScanFile(SScanWalk& walk, SScanFolder& folder, SScanEntry& entry) {
   // The file read is the entry listed, whatever a backslash in its name would make of
   // its path.
   ZYNInsDigestJob const& digest = walk.digests.pool->Take(folder.jobs[entry.job]);
-  entry.taken = true;
-  if (entry.element.IsEmpty()) {
+  if (!entry.made) {
     DString reason = ZYNAdmError::Pop();
     DString label = volume.prefix + sProgress(sPercent(walk.fileCount, walk.totalFiles));
     DString pattern = label + (volume.assemblyMedia ? L"\n\"/P3\" /P4\n" : L"\n\"/P2\" /P3\n");
@@ -526,10 +553,9 @@ static int sScanFile(SScanWalk& walk, SScanFolder& folder, SScanEntry& entry) {
 
   if (!ZYNInsMsg::IsTraceShown()) return ZYNInsWalkDone;
   if (volume.generate) {
-    DString timestamp = entry.element.GetAttributeValue(S_timestamp);
-    DString hash = entry.element.GetAttributeValue(S_hash);
+    DString timestamp = sDecimal(entry.hasTime ? entry.lastWriteTime : digest.lastWriteTime);
     ZYNInsMsg::TracePrint(ZYNInsMsg::BuildMsg(DString(L"[CD/P1]\ttimestamp=/P2\thash=/P3\tpath=/P4\n"),
-                                              DStrings(volume.cdText, timestamp, hash, entry.path)));
+                                              DStrings(volume.cdText, timestamp, digest.hash, entry.path)));
     return ZYNInsWalkDone;
   }
   DString label = volume.prefix + sProgress(sPercent(walk.fileCount, walk.totalFiles));
@@ -559,7 +585,7 @@ static bool sPathOrderLess(SScanEntry const* a, SScanEntry const* b) {
 static void sCollectInPathOrder(SScanFolder& folder, std::vector<ZYNAdmXmlElement>& sorted) {
   std::vector<SScanEntry*> order;
   for (SScanEntry& entry : folder.entries) {
-    if (entry.folder ? !entry.folder->sorted.empty() : entry.taken && !entry.element.IsEmpty()) order.push_back(&entry);
+    if (entry.folder ? !entry.folder->sorted.empty() : !entry.element.IsEmpty()) order.push_back(&entry);
   }
   std::stable_sort(order.begin(), order.end(), sPathOrderLess);
   // Each piece's first path against the path before it, with the comparison the sort by
@@ -593,11 +619,33 @@ static void sCollectInPathOrder(SScanFolder& folder, std::vector<ZYNAdmXmlElemen
 
 static int sWalk(SScanWalk& walk, DString const& relativePath, SScanFolder& folder);
 
-// What a folder walked to its end no longer needs: only its elements stay.
+// What a folder walked to its end and collected no longer needs: only its elements stay.
 static void sReleaseListing(SScanFolder& folder) {
   std::vector<SScanEntry>().swap(folder.entries);
   std::string().swap(folder.narrowNames);
   folder.jobs.reset();
+}
+
+// One of the two that must be done with a folder's listing (the walk, its collection) is.
+static void sPassGate(SScanFolder& folder) {
+  if (folder.gates.fetch_sub(1, std::memory_order_acq_rel) == 1) sReleaseListing(folder);
+}
+
+// On any thread: the collection of a folder settled, its elements put in path order and
+// it settled in its parent. A fault (memory) is kept for the walk; the rest goes on, so
+// that the volume is still collected to its root.
+void SScanListing::Settle(SScanFolder& folder) {
+  if (folder.pending.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+  try {
+    sCollectInPathOrder(folder, folder.sorted);
+  } catch (...) {
+    QRTSpinLockScope scope(lock);
+    if (!collectThrown) collectThrown = std::current_exception();
+  }
+  folder.collected.store(true, std::memory_order_release);
+  SScanFolder* parent = folder.parent;
+  sPassGate(folder);
+  if (parent != nullptr) Settle(*parent);
 }
 
 // One folder, already read. Pushes and pops the enumerator's records where the walk of
@@ -618,7 +666,6 @@ static int sWalkFolder(SScanWalk& walk, DString const& relativePath, SScanFolder
       DString childPath = relativePath + L"/" + entry.name;
       int result = sWalk(walk, childPath, *entry.folder);
       if (result == ZYNInsWalkStopped && volume.generate) return ZYNInsWalkStopped;
-      sReleaseListing(*entry.folder);  // its digests are all taken
       continue;
     }
     if (sIsSkippedFile(entry)) continue;
@@ -635,10 +682,12 @@ static int sWalkFolder(SScanWalk& walk, DString const& relativePath, SScanFolder
   return ZYNInsWalkStopped;
 }
 
-// Walks `folder` and collects its elements in path order.
+// Walks `folder`; its elements are collected in path order where the last of its
+// digests or sub-folders settles.
 static int sWalk(SScanWalk& walk, DString const& relativePath, SScanFolder& folder) {
   int result = sWalkFolder(walk, relativePath, folder);
-  sCollectInPathOrder(folder, folder.sorted);
+  // A generation stopped leaves digests untaken; anything else has taken them all.
+  if (result != ZYNInsWalkStopped || !walk.volume.generate) sPassGate(folder);
   return result;
 }
 
@@ -693,6 +742,11 @@ static int sWalkTree(SScanVolume const& volume, SScanFolder& tree, SScanDigests&
   SScanWalk walk{volume, digests, errors, fileCount, totalFiles};
   int result = sWalk(walk, relativePath, tree);
   digests.pool.reset();
+  if (result == ZYNInsWalkStopped && volume.generate) return result;
+  // Each folder was collected before the walk took the last of its digests, or before
+  // the listing was done: by now the whole volume is, unless it was never listed.
+  if (digests.listing && digests.listing->collectThrown) std::rethrow_exception(digests.listing->collectThrown);
+  if (!tree.collected.load(std::memory_order_acquire)) return result;
   for (ZYNAdmXmlElement const& file : tree.sorted) cdElement.AddChild(file);
   tree.sorted.clear();
   return result;
