@@ -102,7 +102,8 @@ struct SScanFolder {
   // each of its files digested, each of its sub-folders collected.
   std::atomic<int> pending{1};
   std::atomic<bool> collected{false};
-  // The walk past it, and its collection: the second lets go of its listing.
+  // The walk past it, its collection and the letting go of its sub-folders' listings: the
+  // last lets go of its own, which holds the sub-folders.
   std::atomic<int> gates{2};
 };
 
@@ -144,13 +145,19 @@ struct SScanListing : ZYNInsPoolErrands {
   // One of the things `folder` waits for is done; the last collects it, and settles it
   // in its parent.
   void Settle(SScanFolder& folder);
+  // The walk is done with `folder`: its listing is let go of here or by a worker.
+  void Passed(SScanFolder& folder);
   // Queues `folders`, ahead of those waiting already; throws, having queued none, where
   // memory runs out.
   void Queue(std::vector<SScanWaiting>& folders);
 
   SScanReader reader;
   QRTSpinLock lock;
-  std::exception_ptr collectThrown;         // the first fault of a collection, for the walk to throw
+  std::exception_ptr collectThrown;  // the first fault of a collection, for the walk to throw
+  // Listings the walk was the last to be done with, let go of by the workers: the frees
+  // of a million names need not wait in walk order.
+  std::vector<SScanFolder*> releasing;
+  std::atomic<int> toRelease{0};
   std::vector<SScanWaiting> waiting;        // a stack, so that one thread alone lists in the walk's order
   std::atomic<int> unfinished{0};           // folders queued and not yet listed
   std::unique_ptr<ZYNSysSemaphore> listed;  // a count for each folder listed
@@ -338,6 +345,7 @@ static void sReadFolder(SScanListing& listing, SScanWaiting const& waiting) {
     }
     folder.unopened.fetch_add(static_cast<int>(below.size()));
     folder.pending.fetch_add(static_cast<int>(below.size()), std::memory_order_relaxed);
+    folder.gates.fetch_add(static_cast<int>(below.size()), std::memory_order_relaxed);
     try {
       listing.Queue(below);
     } catch (...) {
@@ -375,8 +383,22 @@ void SScanListing::Queue(std::vector<SScanWaiting>& folders) {
   reader.pool->Wake(folders.size());
 }
 
+static void sLetGoOf(SScanFolder& folder);
+
 bool SScanListing::RunOne() {
-  if (unfinished.load(std::memory_order_acquire) == 0) return false;
+  if (unfinished.load(std::memory_order_acquire) == 0) {
+    if (toRelease.load(std::memory_order_acquire) == 0) return false;
+    SScanFolder* folder = nullptr;
+    {
+      QRTSpinLockScope scope(lock);
+      if (releasing.empty()) return false;
+      folder = releasing.back();
+      releasing.pop_back();
+    }
+    toRelease.fetch_sub(1, std::memory_order_relaxed);
+    sLetGoOf(*folder);
+    return true;
+  }
   SScanWaiting next;
   {
     QRTSpinLockScope scope(lock);
@@ -626,9 +648,34 @@ static void sReleaseListing(SScanFolder& folder) {
   folder.jobs.reset();
 }
 
-// One of the two that must be done with a folder's listing (the walk, its collection) is.
-static void sPassGate(SScanFolder& folder) {
-  if (folder.gates.fetch_sub(1, std::memory_order_acq_rel) == 1) sReleaseListing(folder);
+// One of those that must be done with a folder's listing is: whether it was the last.
+static bool sPassGate(SScanFolder& folder) { return folder.gates.fetch_sub(1, std::memory_order_acq_rel) == 1; }
+
+// Lets go of a folder's listing, and of its parent's where it was the last the parent
+// waited for.
+static void sLetGoOf(SScanFolder& folder) {
+  for (SScanFolder* at = &folder; at != nullptr;) {
+    SScanFolder* parent = at->parent;
+    sReleaseListing(*at);
+    at = parent != nullptr && sPassGate(*parent) ? parent : nullptr;
+  }
+}
+
+void SScanListing::Passed(SScanFolder& folder) {
+  if (!sPassGate(folder)) return;
+  if (reader.pool->GetMostWorkers() > 0) {
+    try {
+      {
+        QRTSpinLockScope scope(lock);
+        releasing.push_back(&folder);
+      }
+      toRelease.fetch_add(1, std::memory_order_release);
+      reader.pool->Wake(1);
+      return;
+    } catch (std::bad_alloc const&) {
+    }
+  }
+  sLetGoOf(folder);
 }
 
 // On any thread: the collection of a folder settled, its elements put in path order and
@@ -644,7 +691,7 @@ void SScanListing::Settle(SScanFolder& folder) {
   }
   folder.collected.store(true, std::memory_order_release);
   SScanFolder* parent = folder.parent;
-  sPassGate(folder);
+  if (sPassGate(folder)) sLetGoOf(folder);
   if (parent != nullptr) Settle(*parent);
 }
 
@@ -687,7 +734,9 @@ static int sWalkFolder(SScanWalk& walk, DString const& relativePath, SScanFolder
 static int sWalk(SScanWalk& walk, DString const& relativePath, SScanFolder& folder) {
   int result = sWalkFolder(walk, relativePath, folder);
   // A generation stopped leaves digests untaken; anything else has taken them all.
-  if (result != ZYNInsWalkStopped || !walk.volume.generate) sPassGate(folder);
+  if ((result != ZYNInsWalkStopped || !walk.volume.generate) && walk.digests.listing) {
+    walk.digests.listing->Passed(folder);
+  }
   return result;
 }
 
