@@ -9,6 +9,7 @@
 #include "ZYNAdmXmlElement.h"
 #include "ZYNAdmXmlHash.h"
 #include "ZYNAdmXmlParser.h"
+#include "ZYNInsRunFault.h"
 
 namespace {
 
@@ -54,7 +55,10 @@ int ZYNInsReferenceCache::Read(DString const& path, std::string& bytes) {
   SCached& cached = sCached();
   cached.lastRead = SFileIdentity();
   struct stat status;
-  if (ZYNAdmReadWholeFile(path, static_cast<std::size_t>(-1), bytes, status) != 0) return 0;
+  int error = ZYNAdmReadWholeFile(path, static_cast<std::size_t>(-1), bytes, status);
+  // No descriptor left is the run's fault, not a reference missing.
+  ZYNInsThrowIfRunFault(error);
+  if (error != 0) return 0;
   cached.lastRead.status = status;
   cached.lastRead.known = true;
   return 1;

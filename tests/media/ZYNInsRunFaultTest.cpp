@@ -117,4 +117,13 @@ TEST(ZYNInsRunFault, DescriptorsShortAreARunFailure) {
       }
     }
   }
+  // The reference itself opened with no descriptor left (the read ahead may hold the
+  // last ones): the same, not a reference missing.
+  if (access("/usr/bin/strace", X_OK) != 0) return;
+  ChildResult r =
+      RunScript(tree,
+                "exec /usr/bin/strace -f -qq -o /dev/null -P \"$1//0data/MediaContent.xml\" -e trace=openat "
+                "-e inject=openat:error=EMFILE:when=1 \"$0\" -CD1Path \"$1\" -xml \"$2\"");
+  EXPECT_EQ(2, r.status) << r.out;
+  EXPECT_NE(std::string::npos, r.out.find("\nInternal error: too many open files\n")) << r.out;
 }
