@@ -29,7 +29,8 @@ static void sReport() {
                total > 0 ? 100.0 * first / total : 0.0);
   double shareable = static_cast<double>(S_shareable.load()) / 1e9;
   double own = first > shareable ? first - shareable : 0.0;
-  std::fprintf(stderr, "order kept: %.3f s (%.1f%%), besides %.3f s of digests and listings taken from the queue\n",
+  std::fprintf(stderr,
+               "order kept: %.3f s (%.1f%%), besides %.3f s of digests, listings and batches taken from the queues\n",
                own, total > 0 ? 100.0 * own / total : 0.0, shareable);
 }
 
