@@ -796,7 +796,7 @@ static int sWalkTree(SScanVolume const& volume, SScanFolder& tree, SScanDigests&
   // the listing was done: by now the whole volume is, unless it was never listed.
   if (digests.listing && digests.listing->collectThrown) std::rethrow_exception(digests.listing->collectThrown);
   if (!tree.collected.load(std::memory_order_acquire)) return result;
-  for (ZYNAdmXmlElement const& file : tree.sorted) cdElement.AddChild(file);
+  for (ZYNAdmXmlElement& file : tree.sorted) cdElement.AddChild(std::move(file));
   tree.sorted.clear();
   return result;
 }

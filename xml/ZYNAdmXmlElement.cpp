@@ -601,8 +601,13 @@ static void sCopyBody(const ZYNAdmXmlElementInternal* source, ZYNAdmXmlElementIn
 }
 
 int ZYNAdmXmlElement::AddChild(const ZYNAdmXmlElement& child) {
+  if (child.IsOrphan()) return 0;
+  return AddChild(ZYNAdmXmlElement(child));
+}
+
+int ZYNAdmXmlElement::AddChild(ZYNAdmXmlElement&& child) {
   if (child.IsOrphan() || !_EnsureBody()) return 0;
-  ZYNAdmXmlChildNode* node = new ZYNAdmXmlChildNode{nullptr, child, _p};
+  ZYNAdmXmlChildNode* node = new ZYNAdmXmlChildNode{nullptr, std::move(child), _p};
   SElementContent& content = _p->Content();
   if (content.lastChild == nullptr) {
     content.firstChild = node;

@@ -44,6 +44,9 @@ class ZYNAdmXmlElement {
   // Structure. Results: 0 failure (on `_orphan`), 1 success.
   // Appends in O(1); an empty `child` handle is appended as it is.
   int AddChild(const ZYNAdmXmlElement& child);
+  // The same, taking over `child`'s hold on its body: a list of many is moved in without
+  // touching each body's count.
+  int AddChild(ZYNAdmXmlElement&& child);
   // Unlinks the first child node holding `child`'s body; nothing if there is none.
   void RemoveChild(const ZYNAdmXmlElement& child);
   // Iteration: it = GetChildren(); while (it) { const ZYNAdmXmlElement& c = GetChild(it); }
