@@ -155,13 +155,10 @@ bool ZYNInsDigestPool::_DoQueuedChunk() {
       job.thrown = std::current_exception();
       job.folder->Release();
     }
-    try {
-      _Finish(job);
-    } catch (...) {
-      job.thrown = std::current_exception();
-    }
-    job.done.store(true, std::memory_order_release);
   }
+  // The chunk finished at once: its jobs are of one folder, which counts them once.
+  _Finish(lead, count);
+  for (unsigned i = 0; i < count; ++i) lead[i].done.store(true, std::memory_order_release);
   return true;
 }
 
@@ -201,15 +198,15 @@ void ZYNInsDigestPool::_Digest(ZYNInsDigestJob& job, bool probe) {
   folder.Release();
 }
 
-void ZYNInsDigestPool::_Finish(ZYNInsDigestJob& job) {
+void ZYNInsDigestPool::_Finish(ZYNInsDigestJob* jobs, unsigned count) {
   ZYNInsPoolErrands* errands = _errands.load(std::memory_order_acquire);
-  if (errands != nullptr) errands->Finish(job);
+  if (errands != nullptr) errands->Finish(jobs, count);
 }
 
 ZYNInsDigestJob const& ZYNInsDigestPool::Take(ZYNInsDigestJob& job) {
   if (!_threaded) {
     _Digest(job, false);
-    _Finish(job);
+    _Finish(&job, 1);
     return job;
   }
   JoinColdReaders();

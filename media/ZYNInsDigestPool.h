@@ -73,10 +73,14 @@ class ZYNInsPoolErrands {
   virtual ~ZYNInsPoolErrands() = default;
   // Runs one piece; false where none is waiting.
   virtual bool RunOne() = 0;
-  // What a digest done goes on to make, on the thread that digested it, before the walk
-  // may take the job: called for every job, failed (its hash empty) or thrown included.
-  // What it throws the walk throws.
-  virtual void Finish(ZYNInsDigestJob& job) { (void)job; }
+  // What digests done go on to make, on the thread that digested them, before the walk
+  // may take them: called for every job, failed (its hash empty) or thrown included, a
+  // chunk of one folder's jobs at a time. It throws nothing: a fault goes into the job,
+  // for the walk to throw.
+  virtual void Finish(ZYNInsDigestJob* jobs, unsigned count) {
+    (void)jobs;
+    (void)count;
+  }
 };
 
 // Workers (threads of the system layer) take the jobs from a data queue, a folder's few
@@ -127,7 +131,7 @@ class ZYNInsDigestPool {
   void _Work();
   bool _DoQueuedChunk();
   void _Digest(ZYNInsDigestJob& job, bool probe);
-  void _Finish(ZYNInsDigestJob& job);
+  void _Finish(ZYNInsDigestJob* jobs, unsigned count);
   int _FolderFd(ZYNInsDigestFolder& folder);
   bool _IsCold() const;
 

@@ -139,12 +139,12 @@ struct SScanWaiting {
 struct SScanListing : ZYNInsPoolErrands {
   SScanListing() : listed(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0)) {}
   bool RunOne() override;
-  // The File element of a file digested, built on the digesting thread; the file
-  // settled in its folder, digested or not.
-  void Finish(ZYNInsDigestJob& job) override;
-  // One of the things `folder` waits for is done; the last collects it, and settles it
-  // in its parent.
-  void Settle(SScanFolder& folder);
+  // The File elements of files digested, built on the digesting thread; the files
+  // settled in their folder, digested or not.
+  void Finish(ZYNInsDigestJob* jobs, unsigned count) override;
+  // `count` of the things `folder` waits for are done; the last collects it, and settles
+  // it in its parent.
+  void Settle(SScanFolder& folder, int count = 1);
   // The walk is done with `folder`: its listing is let go of here or by a worker.
   void Passed(SScanFolder& folder);
   // Queues `folders`, ahead of those waiting already; throws, having queued none, where
@@ -541,16 +541,17 @@ static void sMakeFile(ZYNInsDigestJob& job, SScanEntry& entry) {
   if (!ZYNInsMsg::IsTraceShown()) job.hash = DString();
 }
 
-void SScanListing::Finish(ZYNInsDigestJob& job) {
-  SScanEntry& entry = *static_cast<SScanEntry*>(job.owner);
-  if (!job.thrown && !job.hash.IsEmpty()) {
+void SScanListing::Finish(ZYNInsDigestJob* jobs, unsigned count) {
+  for (unsigned i = 0; i < count; ++i) {
+    ZYNInsDigestJob& job = jobs[i];
+    if (job.thrown || job.hash.IsEmpty()) continue;
     try {
-      sMakeFile(job, entry);
+      sMakeFile(job, *static_cast<SScanEntry*>(job.owner));
     } catch (...) {
       job.thrown = std::current_exception();
     }
   }
-  Settle(*entry.in);
+  if (count > 0) Settle(*static_cast<SScanEntry*>(jobs[0].owner)->in, static_cast<int>(count));
 }
 
 // Step of one regular file: a ZYNInsWalkResult. Its element was made where it was
@@ -681,8 +682,8 @@ void SScanListing::Passed(SScanFolder& folder) {
 // On any thread: the collection of a folder settled, its elements put in path order and
 // it settled in its parent. A fault (memory) is kept for the walk; the rest goes on, so
 // that the volume is still collected to its root.
-void SScanListing::Settle(SScanFolder& folder) {
-  if (folder.pending.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+void SScanListing::Settle(SScanFolder& folder, int count) {
+  if (folder.pending.fetch_sub(count, std::memory_order_acq_rel) != count) return;
   try {
     sCollectInPathOrder(folder, folder.sorted);
   } catch (...) {
