@@ -145,19 +145,14 @@ struct SScanListing : ZYNInsPoolErrands {
   // `count` of the things `folder` waits for are done; the last collects it, and settles
   // it in its parent.
   void Settle(SScanFolder& folder, int count = 1);
-  // The walk is done with `folder`: its listing is let go of here or by a worker.
-  void Passed(SScanFolder& folder);
+
   // Queues `folders`, ahead of those waiting already; throws, having queued none, where
   // memory runs out.
   void Queue(std::vector<SScanWaiting>& folders);
 
   SScanReader reader;
   QRTSpinLock lock;
-  std::exception_ptr collectThrown;  // the first fault of a collection, for the walk to throw
-  // Listings the walk was the last to be done with, let go of by the workers: the frees
-  // of a million names need not wait in walk order.
-  std::vector<SScanFolder*> releasing;
-  std::atomic<int> toRelease{0};
+  std::exception_ptr collectThrown;         // the first fault of a collection, for the walk to throw
   std::vector<SScanWaiting> waiting;        // a stack, so that one thread alone lists in the walk's order
   std::atomic<int> unfinished{0};           // folders queued and not yet listed
   std::unique_ptr<ZYNSysSemaphore> listed;  // a count for each folder listed
@@ -383,22 +378,8 @@ void SScanListing::Queue(std::vector<SScanWaiting>& folders) {
   reader.pool->Wake(folders.size());
 }
 
-static void sLetGoOf(SScanFolder& folder);
-
 bool SScanListing::RunOne() {
-  if (unfinished.load(std::memory_order_acquire) == 0) {
-    if (toRelease.load(std::memory_order_acquire) == 0) return false;
-    SScanFolder* folder = nullptr;
-    {
-      QRTSpinLockScope scope(lock);
-      if (releasing.empty()) return false;
-      folder = releasing.back();
-      releasing.pop_back();
-    }
-    toRelease.fetch_sub(1, std::memory_order_relaxed);
-    sLetGoOf(*folder);
-    return true;
-  }
+  if (unfinished.load(std::memory_order_acquire) == 0) return false;
   SScanWaiting next;
   {
     QRTSpinLockScope scope(lock);
@@ -662,23 +643,6 @@ static void sLetGoOf(SScanFolder& folder) {
   }
 }
 
-void SScanListing::Passed(SScanFolder& folder) {
-  if (!sPassGate(folder)) return;
-  if (reader.pool->GetMostWorkers() > 0) {
-    try {
-      {
-        QRTSpinLockScope scope(lock);
-        releasing.push_back(&folder);
-      }
-      toRelease.fetch_add(1, std::memory_order_release);
-      reader.pool->Wake(1);
-      return;
-    } catch (std::bad_alloc const&) {
-    }
-  }
-  sLetGoOf(folder);
-}
-
 // On any thread: the collection of a folder settled, its elements put in path order and
 // it settled in its parent. A fault (memory) is kept for the walk; the rest goes on, so
 // that the volume is still collected to its root.
@@ -735,9 +699,7 @@ static int sWalkFolder(SScanWalk& walk, DString const& relativePath, SScanFolder
 static int sWalk(SScanWalk& walk, DString const& relativePath, SScanFolder& folder) {
   int result = sWalkFolder(walk, relativePath, folder);
   // A generation stopped leaves digests untaken; anything else has taken them all.
-  if ((result != ZYNInsWalkStopped || !walk.volume.generate) && walk.digests.listing) {
-    walk.digests.listing->Passed(folder);
-  }
+  if ((result != ZYNInsWalkStopped || !walk.volume.generate) && sPassGate(folder)) sLetGoOf(folder);
   return result;
 }
 
