@@ -126,6 +126,16 @@ struct SScanVolume {
   DString prefix;  // template with /P1 (and /P2 on an Assembly Media)
 };
 
+// The names of a File element's parts. One record for each, shared by the elements a
+// thread makes: a volume may have a million, and a record shared by all threads would
+// have its count passed from processor to processor for every file.
+struct SFileNames {
+  DString file{L"File"};
+  DString hash{L"hash"};
+  DString timestamp{L"timestamp"};
+  DString path{L"path"};
+};
+
 // A folder waiting to be listed.
 struct SScanWaiting {
   SScanFolder* folder = nullptr;
@@ -152,7 +162,10 @@ struct SScanListing : ZYNInsPoolErrands {
 
   SScanReader reader;
   QRTSpinLock lock;
-  std::exception_ptr collectThrown;         // the first fault of a collection, for the walk to throw
+  std::exception_ptr collectThrown;  // the first fault of a collection, for the walk to throw
+  // A set of names for each thread, as far as they go (no storage of a thread's own that
+  // the thread's end would have to free: that can fail for want of memory, fatally).
+  std::vector<SFileNames> names = std::vector<SFileNames>(32);
   std::vector<SScanWaiting> waiting;        // a stack, so that one thread alone lists in the walk's order
   std::atomic<int> unfinished{0};           // folders queued and not yet listed
   std::unique_ptr<ZYNSysSemaphore> listed;  // a count for each folder listed
@@ -281,7 +294,6 @@ static void sQueueDigests(SScanReader& reader, DString const& path, int fd, SSca
   }
   if (count == 0) return;
   folder.jobs.reset(new ZYNInsDigestJob[count]);
-  static DString const S_slash(L"/");
   for (SScanEntry& entry : folder.entries) {
     if (entry.folder || sIsSkippedFile(entry)) continue;
     ZYNInsDigestJob& job = folder.jobs[entry.job];
@@ -289,8 +301,6 @@ static void sQueueDigests(SScanReader& reader, DString const& path, int fd, SSca
     job.name = folder.narrowNames.c_str() + entry.narrowName;
     job.owner = &entry;
     entry.in = &folder;
-    entry.path = folder.relativePath;
-    entry.path.Append(S_slash, entry.name);
   }
   folder.pending.fetch_add(static_cast<int>(count), std::memory_order_relaxed);
   folder.digest.holds.store(static_cast<int>(count));
@@ -501,18 +511,22 @@ static DString sDecimal(long long value) {
   return DString(units + at, 24 - at);
 }
 
-// The File element of a file digested. One record for each name, shared by the
-// elements a thread makes: a volume may have a million, and a record shared by all
-// threads would have its count passed from processor to processor for every file.
-static void sMakeFile(ZYNInsDigestJob& job, SScanEntry& entry) {
-  thread_local DString const fileName(L"File"), hashName(L"hash"), timestampName(L"timestamp"), pathName(L"path");
+// This thread's place among the sets of names.
+static size_t sThreadSlot() {
+  static std::atomic<size_t> S_next{0};
+  thread_local size_t slot = S_next.fetch_add(1, std::memory_order_relaxed);
+  return slot;
+}
+
+// The File element of a file digested.
+static void sMakeFile(ZYNInsDigestJob& job, SScanEntry& entry, SFileNames const& names) {
   DString timestamp = sDecimal(entry.hasTime ? entry.lastWriteTime : job.lastWriteTime);
   // The three attributes in one block, rather than a block rebuilt for each.
-  ZYNAdmXmlElement file(fileName);
+  ZYNAdmXmlElement file(names.file);
   ZYNAdmXmlElement::AttributeUnits const attributes[] = {
-      {&hashName, job.hash.ConvertToUCChar(), job.hash.Length()},
-      {&timestampName, timestamp.ConvertToUCChar(), timestamp.Length()},
-      {&pathName, entry.path.ConvertToUCChar(), entry.path.Length()},
+      {&names.hash, job.hash.ConvertToUCChar(), job.hash.Length()},
+      {&names.timestamp, timestamp.ConvertToUCChar(), timestamp.Length()},
+      {&names.path, entry.path.ConvertToUCChar(), entry.path.Length()},
   };
   file.SetAttributes(attributes, 3);
   entry.element = file;
@@ -523,11 +537,18 @@ static void sMakeFile(ZYNInsDigestJob& job, SScanEntry& entry) {
 }
 
 void SScanListing::Finish(ZYNInsDigestJob* jobs, unsigned count) {
+  static DString const S_slash(L"/");
+  SFileNames const& own = names[sThreadSlot() % names.size()];
   for (unsigned i = 0; i < count; ++i) {
     ZYNInsDigestJob& job = jobs[i];
-    if (job.thrown || job.hash.IsEmpty()) continue;
+    if (job.thrown) continue;
+    SScanEntry& entry = *static_cast<SScanEntry*>(job.owner);
+    // Made here, not with the listing: a volume listed whole before its walk (one
+    // thread) would hold every path at once.
     try {
-      sMakeFile(job, *static_cast<SScanEntry*>(job.owner));
+      entry.path = entry.in->relativePath;
+      entry.path.Append(S_slash, entry.name);
+      if (!job.hash.IsEmpty()) sMakeFile(job, entry, own);
     } catch (...) {
       job.thrown = std::current_exception();
     }

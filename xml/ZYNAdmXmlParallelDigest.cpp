@@ -112,6 +112,7 @@ class SRanges {
   void _Work();
   bool _Claim(size_t& index, bool wait);
   void _Write(Range& range);
+  void _LayOut(Range& range);
 
   std::vector<std::vector<const ZYNAdmXmlElement*>> _children;  // of each list
   std::unique_ptr<Range[]> _ranges;
@@ -203,21 +204,28 @@ void SRanges::_Write(Range& range) {
       range.bytes.swap(out.bytes);
       range.written = true;
     }
-    if (range.written && _layout != nullptr && !range.bytes.empty() && range.bytes[0] == '<') {
-      ZYNAdmStringOutput laid;
-      ZYNAdmXmlOutputFormatter formatter(laid);
-      formatter.SetState(_assumed[range.list]);
-      int size = static_cast<int>(range.bytes.size());
-      if (formatter.Write(reinterpret_cast<unsigned char*>(&range.bytes[0]), size) == size) {
-        range.laid.swap(laid.bytes);
-        range.laidEnd = formatter.GetState();
-      }
-    }
   } catch (std::bad_alloc const&) {
     range.written = false;
     range.outOfMemory = true;
   }
+  if (range.written && _layout != nullptr && !range.bytes.empty() && range.bytes[0] == '<') _LayOut(range);
   range.done.store(true, std::memory_order_release);
+}
+
+// A range laid out ahead; without the memory for it, the formatter lays it out in turn.
+void SRanges::_LayOut(Range& range) {
+  try {
+    ZYNAdmStringOutput laid;
+    ZYNAdmXmlOutputFormatter formatter(laid);
+    formatter.SetState(_assumed[range.list]);
+    int size = static_cast<int>(range.bytes.size());
+    if (formatter.Write(reinterpret_cast<unsigned char*>(&range.bytes[0]), size) == size) {
+      range.laid.swap(laid.bytes);
+      range.laidEnd = formatter.GetState();
+    }
+  } catch (std::bad_alloc const&) {
+    std::string().swap(range.laid);
+  }
 }
 
 bool SRanges::Digest(size_t list, ZYNAdmOutputStream& digest) {

@@ -672,13 +672,19 @@ void SLeafReaders::_Read(Batch& batch, ParseData& scratch) {
 
 int SLeafReaders::sWorkerMain(void* argument) {
   SLeafReaders& readers = *static_cast<SLeafReaders*>(argument);
-  // The names a reader interns live as long as the elements that share them.
-  ParseData scratch;
+  // A reader without the memory for its own state leaves its batches to the others,
+  // the parsing thread last of all.
+  std::unique_ptr<ParseData> scratch;
+  try {
+    scratch.reset(new ParseData());
+  } catch (std::bad_alloc const&) {
+    return 0;
+  }
   for (;;) {
     readers._queued->Wait();
     if (readers._stop.load(std::memory_order_acquire)) return 0;
     if (Batch* batch = readers._Claim()) {
-      readers._Read(*batch, scratch);
+      readers._Read(*batch, *scratch);
       readers._read->Signal();
     }
   }
