@@ -516,6 +516,14 @@ void sReadAttributes(ParseData& data, const unsigned short* tag, int position, i
   element.SetAttributes(data.attributes.data(), static_cast<int>(data.attributes.size()));
 }
 
+// The name and attributes of a start tag of `length` units (a closing `/` left out).
+void sReadTag(ParseData& data, const unsigned short* tag, int length, ZYNAdmXmlElement& element) {
+  int nameEnd = 0;
+  while (nameEnd < length && tag[nameEnd] > 0x20) ++nameEnd;
+  sReadAttributes(data, tag, nameEnd + 1, length, element);
+  element.SetName(data.pool.Get(tag, nameEnd));
+}
+
 // Whether the leaf at hand goes to the readers: once enough were read here to make
 // threads worth starting, and where they could be.
 bool sDeferLeaf(ParseData& data) {
@@ -542,10 +550,7 @@ void sStartElement(ParseData& data, const unsigned short* tag, int length) {
     data.top = parent;
     return;
   }
-  int nameEnd = 0;
-  while (nameEnd < length && tag[nameEnd] > 0x20) ++nameEnd;
-  sReadAttributes(data, tag, nameEnd + 1, length, element);
-  element.SetName(data.pool.Get(tag, nameEnd));
+  sReadTag(data, tag, length, element);
   if (!selfClosing) return;
   if (parent >= 0) data.stack[static_cast<size_t>(parent)].AddChild(element);
   data.top = parent;
@@ -654,12 +659,7 @@ void SLeafReaders::_Read(Batch& batch, ParseData& scratch) {
     size_t start = 0;
     for (size_t i = 0; i < batch.elements.size(); ++i) {
       const unsigned short* tag = batch.units.data() + start;
-      const int length = static_cast<int>(batch.ends[i] - start);
-      int nameEnd = 0;
-      while (nameEnd < length && tag[nameEnd] > 0x20) ++nameEnd;
-      ZYNAdmXmlElement& element = batch.elements[i];
-      sReadAttributes(scratch, tag, nameEnd + 1, length, element);
-      element.SetName(scratch.pool.Get(tag, nameEnd));
+      sReadTag(scratch, tag, static_cast<int>(batch.ends[i] - start), batch.elements[i]);
       start = batch.ends[i];
     }
   } catch (...) {
