@@ -14,24 +14,21 @@
 #include "DString.h"
 #include "QRTSpinLock.h"
 
-class QRTMutex;
 class QRTThreads;
 class ZYNSysSemaphore;
 
-// A folder whose files wait for their digest. Its descriptor is closed by whoever lets
-// go of it last: the digest of its last file, or the listing once done with it.
+// A folder whose files wait for their digest. Each thread that digests some of them opens
+// the folder itself, by path: no descriptor passes from one thread to another, so each
+// worker may keep a table of descriptors of its own.
 struct ZYNInsDigestFolder {
-  ZYNInsDigestFolder() = default;
-  ~ZYNInsDigestFolder();
+  ZYNInsDigestFolder();
   ZYNInsDigestFolder(ZYNInsDigestFolder const&) = delete;
   ZYNInsDigestFolder& operator=(ZYNInsDigestFolder const&) = delete;
 
-  // Lets go of one hold on the descriptor; the last closes it.
-  void Release();
-
-  std::atomic<int> fd{-1};
-  std::atomic<int> holds{0};  // files not digested yet, and the listing while it uses `fd`
-  std::string narrowPath;     // set where `fd` was not kept: the folder is opened again
+  std::string narrowPath;
+  // Unique in the run: a folder kept open by a thread is not taken for a later one that
+  // came to lie at the same address.
+  unsigned long long const serial;
 };
 
 // One file: its folder and name in, its digest out.
@@ -127,12 +124,29 @@ class ZYNInsDigestPool {
   ZYNInsDigestPool(ZYNInsDigestPool const&) = delete;
   ZYNInsDigestPool& operator=(ZYNInsDigestPool const&) = delete;
 
+  // The folder whose files a thread digests, open on that thread alone, kept for the
+  // next chunk of the same folder.
+  class FolderAtHand {
+   public:
+    FolderAtHand() = default;
+    ~FolderAtHand() { Close(); }
+    FolderAtHand(FolderAtHand const&) = delete;
+    FolderAtHand& operator=(FolderAtHand const&) = delete;
+    // The folder's descriptor, opened where another was at hand; -1 where it can't be
+    // opened (a fault of the run is thrown).
+    int Fd(ZYNInsDigestFolder const& folder);
+    void Close();
+
+   private:
+    unsigned long long _serial = 0;
+    int _fd = -1;
+  };
+
   static int _WorkerMain(void* pool);
   void _Work();
-  bool _DoQueuedChunk();
-  void _Digest(ZYNInsDigestJob& job, bool probe);
+  bool _DoQueuedChunk(FolderAtHand& hand);
+  void _Digest(ZYNInsDigestJob& job, bool probe, FolderAtHand& hand);
   void _Finish(ZYNInsDigestJob* jobs, unsigned count);
-  int _FolderFd(ZYNInsDigestFolder& folder);
   bool _IsCold() const;
 
   // The chunks queued, first in first out, linked through their leading jobs: queuing
@@ -143,7 +157,6 @@ class ZYNInsDigestPool {
   std::atomic<size_t> _chunksAdded{0};
   std::unique_ptr<ZYNSysSemaphore> _queued;    // one count for each chunk queued
   std::unique_ptr<ZYNSysSemaphore> _finished;  // one count for each chunk digested
-  std::unique_ptr<QRTMutex> _reopen;           // folders opened again by path
   std::atomic<bool> _stop{false};
   std::atomic<ZYNInsPoolErrands*> _errands{nullptr};
   // Chunks whose first file was probed, and those of them not in memory.
@@ -154,6 +167,8 @@ class ZYNInsDigestPool {
   std::atomic<bool> _coldJoined{false};  // readers started, by the walk's thread, once
   int _processors = 0;
   std::vector<std::unique_ptr<QRTThreads>> _workers;
+  // The listing's or the walk's thread (one at a time, sharing the process's table).
+  FolderAtHand _callerHand;
 };
 
 #endif

@@ -31,9 +31,7 @@ static bool sIsDotOrDotDot(DString const& name) {
 // opendir's own flags; O_NONBLOCK keeps a FIFO swapped in for the folder from blocking.
 static int const S_folderFlags = O_RDONLY | O_DIRECTORY | O_NONBLOCK | O_CLOEXEC;
 
-ZYNInsFindFile::ZYNInsFindFile(DString path, int typeMask) : ZYNInsFindFile(path, typeMask, AT_FDCWD, std::string()) {}
-
-ZYNInsFindFile::ZYNInsFindFile(DString path, int typeMask, int parentFd, std::string const& narrowName)
+ZYNInsFindFile::ZYNInsFindFile(DString path, int typeMask)
     : _type(0),
       _creationTime(0),
       _lastAccessTime(0),
@@ -42,8 +40,6 @@ ZYNInsFindFile::ZYNInsFindFile(DString path, int typeMask, int parentFd, std::st
       _path(path),
       _handle(nullptr),
       _folderFd(-1),
-      _parentFd(parentFd),
-      _openName(narrowName),
       _pathLength(0),
       _failedOpen(false),
       _typesFromListing(false),
@@ -88,14 +84,11 @@ int ZYNInsFindFile::_Open() {
   if (_folderFd >= 0) close(_folderFd);
   _folderFd = -1;
   _pathLength = std::strlen(narrow.Get());
-  // Relative to its parent the folder is reachable at any depth; by path it was not.
   int fd = -1;
   if (_pathLength >= PATH_MAX) {
     errno = ENAMETOOLONG;
-  } else if (_openName.empty()) {
-    fd = open(narrow.Get(), S_folderFlags);
   } else {
-    fd = openat(_parentFd, _openName.c_str(), S_folderFlags);
+    fd = open(narrow.Get(), S_folderFlags);
   }
   struct stat folder;
   if (fd < 0 || fstat(fd, &folder) != 0) {
@@ -128,12 +121,6 @@ bool ZYNInsFindFile::GetFolderId(dev_t& device, ino_t& inode) const {
   return true;
 }
 
-int ZYNInsFindFile::TakeFolderFd() {
-  int fd = _folderFd;
-  _folderFd = -1;
-  return fd;
-}
-
 void ZYNInsFindFile::FailAsLoop() {
   _Close();
   _failedOpen = true;
@@ -141,7 +128,6 @@ void ZYNInsFindFile::FailAsLoop() {
 }
 
 // After the last or a failed entry the listing ends; a further step starts from the top.
-// The folder itself stays open for TakeFolderFd.
 void ZYNInsFindFile::_Abandon() {
   if (_handle != nullptr) closedir(_handle);
   _handle = nullptr;

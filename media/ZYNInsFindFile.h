@@ -20,8 +20,6 @@
 class ZYNInsFindFile {
  public:
   ZYNInsFindFile(DString path, int typeMask);
-  // The folder `narrowName` below the open folder `parentFd`; `path` is its whole path.
-  ZYNInsFindFile(DString path, int typeMask, int parentFd, std::string const& narrowName);
   ~ZYNInsFindFile();
 
   // 1 an entry of the mask is current, 0 end of the directory, -1 failure (on the
@@ -43,8 +41,6 @@ class ZYNInsFindFile {
   int Open();
   // Device and inode of the open folder; false before it is open.
   bool GetFolderId(dev_t& device, ino_t& inode) const;
-  // A descriptor of the open folder that the caller owns from now on; -1 when none.
-  int TakeFolderFd();
   // Ends the folder with ELOOP, as the system does for a path that leads back into
   // itself; the reason is pushed and the next step gives -1.
   void FailAsLoop();
@@ -72,11 +68,9 @@ class ZYNInsFindFile {
   int32_t _typeMask;
   DString _path;
   DIR* _handle;
-  int _folderFd;  // the folder itself; the listing reads a duplicate of it
-  int _parentFd;
-  std::string _openName;  // what is opened relative to _parentFd; empty: the narrow path
-  size_t _pathLength;     // of the narrow path, to refuse what the system would refuse by path
-  bool _failedOpen;       // the failure of an early Open, given once more by the next step
+  int _folderFd;       // the folder itself; the listing reads a duplicate of it
+  size_t _pathLength;  // of the narrow path, to refuse what the system would refuse by path
+  bool _failedOpen;    // the failure of an early Open, given once more by the next step
   bool _typesFromListing;
   bool _hasTimes;
   dev_t _device;

@@ -92,9 +92,6 @@ struct SScanFolder {
   // While the volume is listed, on any thread.
   SScanFolder* parent = nullptr;  // the way back to the root, for loops
   SFolderId id{};
-  int listFd = -1;                             // its sub-folders are opened below it
-  bool fdToDigests = false;                    // `listFd` is the digests' too: their last one closes it
-  std::atomic<int> unopened{0};                // sub-folders still to open below `listFd`, and its listing
   std::exception_ptr thrown;                   // a fault of the run, met listing it
   std::vector<ZYNInsDigestJob::Failure> left;  // records its listing left on the stack, oldest first
 
@@ -111,8 +108,6 @@ struct SScanFolder {
 struct SScanReader {
   ZYNInsDigestPool* pool;
   std::atomic<bool> const* cancelled;  // a reading ahead given up: no folder more is opened
-  std::atomic<int> keptDescriptors{0};
-  int descriptorBudget = 0;
 };
 
 // What stays the same over one volume.
@@ -139,8 +134,7 @@ struct SFileNames {
 // A folder waiting to be listed.
 struct SScanWaiting {
   SScanFolder* folder = nullptr;
-  DString path;          // as the walk names it
-  std::string openName;  // below its parent's descriptor; empty for the root, opened by path
+  DString path;  // as the walk names it
 };
 
 // The folders of one volume listed on every core. The workers of the pool take a folder
@@ -209,9 +203,9 @@ static rlim_t sOpenDescriptors(rlim_t limit) {
   return count > 0 ? count - 1 : 0;  // the listing's own
 }
 
-// The open-file limit, raised once to what the system allows: a volume of many folders
-// may need more than the usual limit, as folders keep their descriptor until their files
-// are digested. The kernel grows a process's table of descriptors by doubling it, and
+// The open-file limit, raised once to what the system allows: readers for a cold device
+// each hold a file open, and where the system refuses the workers tables of their own
+// they share this one. The kernel grows a process's table of descriptors by doubling it, and
 // where the process has threads each growth waits for every processor to pass a
 // quiescent point: some milliseconds in which every thread that opens a file waits too.
 // So the table is grown once here as well, to what the budget may come to, before any
@@ -237,9 +231,8 @@ static rlim_t sDescriptorLimit() {
   return S_limit;
 }
 
-// Past the budget, folders are opened again by path instead of keeping their
-// descriptor. The budget is half of what is free: the other half, and a reserve for each
-// worker's file and the folders being listed, stays for the rest of the run.
+// The descriptors the readers for a cold device may take: half of what is free, the other
+// half, and a reserve for each worker's file and folder, staying for the rest of the run.
 static int sDescriptorBudget(int workers) {
   rlim_t total = sDescriptorLimit();
   if (total == 0) return 0;
@@ -255,16 +248,16 @@ static bool sIsAncestor(SScanFolder const& folder, dev_t device, ino_t inode) {
   return false;
 }
 
-// Lists one folder, opened as `openName` below `parentFd` (by `path` at the top), with
-// the enumerator that the walk would use. Its failure record is taken off the stack and
-// kept with the folder. Gives the folder's descriptor and identity, or -1 where it
-// couldn't be opened or leads back into a folder above it.
-static int sListFolder(DString const& path, int parentFd, std::string const& openName, SScanFolder& folder,
-                       SFolderId& id) {
-  ZYNInsFindFile finder(path, 3, parentFd, openName);
+// Lists one folder, opened by `path`, with the enumerator that the walk would use. Its
+// failure record is taken off the stack and kept with the folder. False where it couldn't
+// be opened or leads back into a folder above it; `id` is its identity.
+static bool sListFolder(DString const& path, SScanFolder& folder, SFolderId& id) {
+  ZYNInsFindFile finder(path, 3);
   finder.SetTypesFromListing(true);
-  if (finder.Open() == 1 && finder.GetFolderId(id.device, id.inode) && sIsAncestor(folder, id.device, id.inode)) {
+  bool opened = finder.Open() == 1 && finder.GetFolderId(id.device, id.inode);
+  if (opened && sIsAncestor(folder, id.device, id.inode)) {
     finder.FailAsLoop();
+    opened = false;
   }
   for (int step = finder.GetNextFile(); step != 0; step = finder.GetNextFile()) {
     if (step != 1) {
@@ -281,18 +274,19 @@ static int sListFolder(DString const& path, int parentFd, std::string const& ope
     if (finder.GetType() == 1) entry.folder.reset(new SScanFolder());
     folder.entries.push_back(std::move(entry));
   }
-  return finder.TakeFolderFd();
+  return opened;
 }
 
-// Hands the files of a folder just listed to the pool. The folder's descriptor serves
-// the digests where the budget allows, else they open the folder again by path; the
-// listing holds it too, as long as it lists the sub-folders.
-static void sQueueDigests(SScanReader& reader, DString const& path, int fd, SScanFolder& folder) {
+// Hands the files of a folder just listed to the pool, which opens the folder again by
+// path on each thread that digests them.
+static void sQueueDigests(SScanReader& reader, DString const& path, SScanFolder& folder) {
   size_t count = 0;
   for (SScanEntry& entry : folder.entries) {
     if (!entry.folder && !sIsSkippedFile(entry)) entry.job = static_cast<unsigned>(count++);
   }
   if (count == 0) return;
+  ZYNAdmNarrowText narrow(path);
+  if (!narrow.IsNull()) folder.digest.narrowPath = narrow.Get();
   folder.jobs.reset(new ZYNInsDigestJob[count]);
   for (SScanEntry& entry : folder.entries) {
     if (entry.folder || sIsSkippedFile(entry)) continue;
@@ -303,66 +297,27 @@ static void sQueueDigests(SScanReader& reader, DString const& path, int fd, SSca
     entry.in = &folder;
   }
   folder.pending.fetch_add(static_cast<int>(count), std::memory_order_relaxed);
-  folder.digest.holds.store(static_cast<int>(count));
-  if (reader.keptDescriptors.fetch_add(1, std::memory_order_relaxed) < reader.descriptorBudget) {
-    folder.digest.holds.fetch_add(1);
-    folder.digest.fd.store(fd);
-  } else {
-    reader.keptDescriptors.fetch_sub(1, std::memory_order_relaxed);
-    ZYNAdmNarrowText narrow(path);
-    if (!narrow.IsNull()) folder.digest.narrowPath = narrow.Get();
-  }
   reader.pool->Add(folder.jobs.get(), count);
-}
-
-// One hold on the descriptor that a folder's sub-folders are opened below: the last
-// lets it go.
-static void sLetGoOfListFd(SScanFolder& folder) {
-  if (folder.unopened.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
-  if (folder.fdToDigests) {
-    folder.digest.Release();
-  } else {
-    close(folder.listFd);
-  }
 }
 
 // Lists `waiting` alone, hands its files to the pool and queues its sub-folders.
 static void sReadFolder(SScanListing& listing, SScanWaiting const& waiting) {
   SScanFolder& folder = *waiting.folder;
-  int parentFd = folder.parent != nullptr ? folder.parent->listFd : AT_FDCWD;
   SFolderId id{};
-  int fd = sListFolder(waiting.path, parentFd, waiting.openName, folder, id);
-  if (fd < 0) return;  // nothing was listed
+  if (!sListFolder(waiting.path, folder, id)) return;  // nothing was listed
   folder.id = id;
-  folder.listFd = fd;
-  folder.unopened.store(1);
-  try {
-    sQueueDigests(listing.reader, waiting.path, fd, folder);
-    folder.fdToDigests = folder.digest.fd.load() == fd;
-    std::vector<SScanWaiting> below;
-    // The last queued is the next taken: a single thread lists in the order of the walk.
-    for (auto entry = folder.entries.rbegin(); entry != folder.entries.rend(); ++entry) {
-      if (!entry->folder) continue;
-      entry->folder->parent = &folder;
-      entry->folder->relativePath = folder.relativePath + L"/" + entry->name;
-      below.push_back(SScanWaiting{entry->folder.get(), waiting.path + L"/" + entry->name,
-                                   std::string(folder.narrowNames.c_str() + entry->narrowName)});
-    }
-    folder.unopened.fetch_add(static_cast<int>(below.size()));
-    folder.pending.fetch_add(static_cast<int>(below.size()), std::memory_order_relaxed);
-    folder.gates.fetch_add(static_cast<int>(below.size()), std::memory_order_relaxed);
-    try {
-      listing.Queue(below);
-    } catch (...) {
-      folder.unopened.fetch_sub(static_cast<int>(below.size()));
-      throw;
-    }
-  } catch (...) {
-    folder.fdToDigests = folder.digest.fd.load() == fd;
-    sLetGoOfListFd(folder);
-    throw;
+  sQueueDigests(listing.reader, waiting.path, folder);
+  std::vector<SScanWaiting> below;
+  // The last queued is the next taken: a single thread lists in the order of the walk.
+  for (auto entry = folder.entries.rbegin(); entry != folder.entries.rend(); ++entry) {
+    if (!entry->folder) continue;
+    entry->folder->parent = &folder;
+    entry->folder->relativePath = folder.relativePath + L"/" + entry->name;
+    below.push_back(SScanWaiting{entry->folder.get(), waiting.path + L"/" + entry->name});
   }
-  sLetGoOfListFd(folder);
+  folder.pending.fetch_add(static_cast<int>(below.size()), std::memory_order_relaxed);
+  folder.gates.fetch_add(static_cast<int>(below.size()), std::memory_order_relaxed);
+  listing.Queue(below);
 }
 
 // Takes the records a listing left on this thread's stack above `depth` into `folder`,
@@ -409,7 +364,6 @@ bool SScanListing::RunOne() {
     }
     sKeepLeftRecords(folder, depth);
   }
-  if (folder.parent != nullptr) sLetGoOfListFd(*folder.parent);
   Settle(folder);
   unfinished.fetch_sub(1, std::memory_order_acq_rel);
   listed->Signal();
@@ -748,14 +702,13 @@ static void sReadTree(DString const& path, DString const& relativePath, SScanFol
   SScanReader& reader = listing.reader;
   reader.pool = &pool;
   reader.cancelled = cancelled != nullptr ? cancelled : &S_never;
-  reader.descriptorBudget = sDescriptorBudget(pool.GetMostWorkers());
   // Readers for a cold device only where descriptors are plenty: each holds a file open.
-  pool.AllowColdReaders(reader.descriptorBudget >= 1024);
+  pool.AllowColdReaders(sDescriptorBudget(pool.GetMostWorkers()) >= 1024);
   if (!listing.listed) throw std::bad_alloc();
 
   pool.SetErrands(&listing);
   tree.relativePath = relativePath;
-  std::vector<SScanWaiting> root{SScanWaiting{&tree, path, std::string()}};
+  std::vector<SScanWaiting> root{SScanWaiting{&tree, path}};
   listing.Queue(root);
   while (listing.unfinished.load(std::memory_order_acquire) > 0) {
     long long started = ZYNInsSerialShare::Start();

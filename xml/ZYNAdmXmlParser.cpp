@@ -672,6 +672,7 @@ void SLeafReaders::_Read(Batch& batch, ParseData& scratch) {
 
 int SLeafReaders::sWorkerMain(void* argument) {
   SLeafReaders& readers = *static_cast<SLeafReaders*>(argument);
+  QRTWidenThreadHeap(4 << 20);  // the attributes read
   // A reader without the memory for its own state leaves its batches to the others,
   // the parsing thread last of all.
   std::unique_ptr<ParseData> scratch;

@@ -9,9 +9,11 @@
 #include <unistd.h>
 #include <utime.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "ZYNInsDigestPool.h"
 #include "support/ChildProcess.h"
 #include "support/ZYNTestTempTree.h"
 
@@ -198,9 +200,9 @@ TEST(ZYNInsDigestPool, WalkNeitherLoopsNorMisreads) {
   }
 }
 
-// Past the budget of open folders, folders are opened again by path for their digests,
-// and closed again: with one thread as with every core, a low limit of open files holds.
-TEST(ZYNInsDigestPool, FoldersBeyondTheOpenFileBudgetAreOpenedAgain) {
+// Each thread that digests opens the folder itself and keeps it for its next files only:
+// with one thread as with every core, a low limit of open files holds.
+TEST(ZYNInsDigestPool, ALowLimitOfOpenFilesHolds) {
   ZYNTestTempTree tree;
   for (std::string dir : {"m", "m/1"}) tree.Dir(dir);
   for (int folder = 0; folder < 60; ++folder) {
@@ -219,6 +221,30 @@ TEST(ZYNInsDigestPool, FoldersBeyondTheOpenFileBudgetAreOpenedAgain) {
     EXPECT_EQ(0, r.status) << oneThread << r.out;
     EXPECT_EQ(expected, tree.Read(ref)) << oneThread;
   }
+}
+
+// A thread keeps the folder it digests open for the next file: a folder made where
+// another lay in memory is opened anew, and the file read is its own.
+TEST(ZYNInsDigestPool, AFolderInAnotherFoldersPlaceIsOpenedAnew) {
+  ZYNTestTempTree tree;
+  tree.Dir("a");
+  tree.Dir("b");
+  tree.File("a/f", "in a");
+  tree.File("b/f", "in b");
+  ZYNInsDigestPool pool;
+  std::vector<std::string> hashes;
+  for (int i = 0; i < 40; ++i) {
+    std::unique_ptr<ZYNInsDigestFolder> folder(new ZYNInsDigestFolder());
+    folder->narrowPath = tree.Path(i % 2 == 0 ? "a" : "b");
+    ZYNInsDigestJob job;
+    job.folder = folder.get();
+    job.name = "f";
+    pool.Add(&job, 1);
+    hashes.push_back(ZYNTestS(pool.Take(job).hash));
+  }
+  ASSERT_FALSE(hashes[0].empty());
+  EXPECT_NE(hashes[0], hashes[1]);
+  for (size_t i = 2; i < hashes.size(); ++i) EXPECT_EQ(hashes[i % 2], hashes[i]) << i;
 }
 
 // Threads are started by the processors the run may use: on one processor, as with

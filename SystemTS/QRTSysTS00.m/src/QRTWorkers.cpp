@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 #include <exception>
 #include <mutex>
 
@@ -18,6 +19,24 @@ int QRTStartWorkers(char const* name, int (*function)(void*), void* argument, in
     workers.push_back(std::move(worker));
   }
   return started;
+}
+
+// A thread's heap other than the first grows by the page, and each growth changes the
+// protection of its memory under the lock of the whole address space: with many threads
+// allocating, their page faults queue behind those calls. Grown once by the megabyte, the
+// heap keeps its size's protection when the blocks are freed (only their pages go back),
+// and later growth up to it costs no call.
+void QRTWidenThreadHeap(size_t bytes) {
+  size_t const S_block = 120 * 1024;  // below the size the allocator maps apart
+  void* blocks[256];
+  size_t count = 0;
+  for (; count < sizeof blocks / sizeof blocks[0] && count * S_block < bytes; ++count) {
+    blocks[count] = std::malloc(S_block);
+    if (blocks[count] == nullptr) break;
+  }
+  // First to last: the blocks join each other, and only the last joins the heap's top,
+  // whose pages then go back at once.
+  for (size_t i = 0; i < count; ++i) std::free(blocks[i]);
 }
 
 namespace {

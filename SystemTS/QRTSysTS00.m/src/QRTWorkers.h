@@ -16,6 +16,10 @@
 int QRTStartWorkers(char const* name, int (*function)(void*), void* argument, int count,
                     std::vector<std::unique_ptr<QRTThreads>>& workers);
 
+// Grows the calling thread's heap by `bytes` up front, then gives the memory back: a
+// worker that allocates much then grows it without further calls to the system.
+void QRTWidenThreadHeap(size_t bytes);
+
 // Calls work(first, last) over [0, count) in ranges of `rangeSize`, taken in turn by the
 // calling thread and up to GetProcessorsNumber() - 1 workers; returns when every range is
 // done. With one processor (QRTSysMultiThreading=FALSE), or a count of one range, the
