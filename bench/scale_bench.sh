@@ -1,0 +1,77 @@
+#!/usr/bin/env bash
+# How generate and an intact check scale with cores, beside `find | xargs -0 -P<cores> rhash`:
+# each run limited by taskset to the first 1, 2, 4, ... CPUs, warm page cache, median wall
+# time of REPEAT runs. Prints one table: seconds, our ratio to rhash at the same cores, and
+# the speed-up over the first core count.
+#   bench/scale_bench.sh [MEDIA...]  small (100,000 files of 1-8 KiB, the default), large
+#                                    (2,048 of ~1 MiB), million (1,000,000 small, 4.6 GB)
+#   WORK=dir REPEAT=n CORES="1 2 4"  scratch folder (default build/peers-bench), repeats (3),
+#                                    core counts (powers of two up to the CPUs here)
+set -uo pipefail
+cd "$(dirname "$0")/.."
+repo="$(pwd)"
+work="${WORK:-$repo/build/peers-bench}"
+repeat="${REPEAT:-3}"
+build="${ZYN_BUILD_DIR:-build}"
+if [[ -z "${ZYN_EXE:-}" ]]; then
+  cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release >/dev/null || exit 2
+  cmake --build "$build" -j"$(nproc)" --target ZYNInsMediaCheck >/dev/null || exit 2
+fi
+exe="${ZYN_EXE:-$repo/$build/ZYNInsMediaCheck}"  # ZYN_EXE: a build made elsewhere
+command -v rhash >/dev/null || { echo "rhash is needed (apt-get install rhash)" >&2; exit 2; }
+command -v taskset >/dev/null || { echo "taskset is needed (util-linux)" >&2; exit 2; }
+cpus="$(nproc)"
+cores="${CORES:-}"
+if [[ -z "$cores" ]]; then
+  for ((n = 1; n < cpus; n *= 2)); do cores+="$n "; done
+  cores+="$cpus"
+fi
+
+# shellcheck source=bench/media.sh
+source "$repo/bench/media.sh"
+
+# median N COMMAND...: median wall seconds of REPEAT runs on the first N CPUs.
+median() {
+  local n="$1" times=()
+  shift
+  for ((i = 0; i < repeat; i++)); do
+    local start="$EPOCHREALTIME"
+    taskset -c "0-$((n - 1))" "$@" >/dev/null 2>&1
+    times+=("$(awk -v a="$start" -v b="$EPOCHREALTIME" 'BEGIN { printf "%.3f", b - a }')")
+  done
+  printf '%s\n' "${times[@]}" | sort -n | awk '{ t[NR] = $1 } END { print t[int((NR + 1) / 2)] }'
+}
+
+run_media() {
+  local name="$1" media="$work/$1/media/1" ref="$work/$1/scale-ref" one_gen="" one_check=""
+  find "$media" -type f -print0 | xargs -0 cat >/dev/null
+  rm -rf "$ref" && "$exe" -generate -quiet -CD1Path "$media" -refDir "$ref" >/dev/null
+  echo
+  local first="${cores%% *}"
+  echo "$name, warm page cache:"
+  echo "| cores | rhash -P s | generate s | check s | generate/rhash | check/rhash | generate speed-up over $first | check speed-up over $first |"
+  echo "|---|---|---|---|---|---|---|---|"
+  for n in $cores; do
+    local r g c
+    r="$(median "$n" sh -c "find '$media' -type f -print0 | xargs -0 -P$n -n 500 rhash --sha256 >/dev/null")"
+    g="$(median "$n" "$exe" -generate -quiet -CD1Path "$media" -refDir "$work/$1/scale-gen")"
+    c="$(median "$n" "$exe" -quiet -CD1Path "$media" -refDir "$ref" -xml "$work/$1/scale-report.xml")"
+    [[ -z "$one_gen" ]] && one_gen="$g" one_check="$c"
+    awk -v n="$n" -v r="$r" -v g="$g" -v c="$c" -v g1="$one_gen" -v c1="$one_check" 'BEGIN {
+      printf "| %2d | %6.3f | %6.3f | %6.3f | %5.2fx | %5.2fx | %5.2fx | %5.2fx |\n",
+        n, r, g, c, g / r, c / r, g1 / g, c1 / c }'
+  done
+  rm -rf "$ref" "$work/$1/scale-gen"
+}
+
+mkdir -p "$work"
+echo "CPUs: $cpus; repeats: $repeat"
+for name in "${@:-small}"; do
+  case "$name" in
+    small) make_media small 100000 1024 8192 ;;
+    large) make_media large 2048 786432 1310720 ;;
+    million) make_media million 1000000 1024 8192 ;;
+    *) echo "unknown media $name: small, large or million" >&2; exit 2 ;;
+  esac
+  run_media "$name"
+done
