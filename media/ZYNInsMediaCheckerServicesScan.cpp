@@ -449,6 +449,10 @@ struct SScanWalk {
   DString& errors;
   int& fileCount;
   int totalFiles;
+  SScanFolder const* tree;
+  // Listings the walk was the last to need once the whole volume was collected: freed
+  // together, on every core, when it is done.
+  std::vector<SScanFolder*> later;
 };
 
 // What "%lld" makes of `value`, without a format read for each of a million files.
@@ -609,13 +613,38 @@ static void sReleaseListing(SScanFolder& folder) {
 static bool sPassGate(SScanFolder& folder) { return folder.gates.fetch_sub(1, std::memory_order_acq_rel) == 1; }
 
 // Lets go of a folder's listing, and of its parent's where it was the last the parent
-// waited for.
-static void sLetGoOf(SScanFolder& folder) {
+// waited for; into `later`, sub-folders first, where given.
+static void sLetGoOf(SScanFolder& folder, std::vector<SScanFolder*>* later = nullptr) {
   for (SScanFolder* at = &folder; at != nullptr;) {
     SScanFolder* parent = at->parent;
-    sReleaseListing(*at);
+    if (later != nullptr) {
+      later->push_back(at);
+    } else {
+      sReleaseListing(*at);
+    }
     at = parent != nullptr && sPassGate(*parent) ? parent : nullptr;
   }
+}
+
+// The listings put off by the walk. Where the workers are done, each freed string goes
+// back to the thread that made it, and one thread alone would spend as long on that as
+// on the rest of the walk: the files' strings are freed on every core, then the
+// listings themselves, sub-folders first, here.
+static void sReleaseLater(std::vector<SScanFolder*>& later) {
+  // Ranges of 64 folders: a small volume is freed here, without starting a thread.
+  QRTForEachRange("scan free", later.size(), 64, [&later](size_t first, size_t last) {
+    for (size_t i = first; i < last; ++i) {
+      SScanFolder& folder = *later[i];
+      for (SScanEntry& entry : folder.entries) {
+        if (entry.folder) continue;
+        entry.name = DString();
+        entry.path = DString();
+      }
+      folder.jobs.reset();
+    }
+  });
+  for (SScanFolder* folder : later) sReleaseListing(*folder);
+  later.clear();
 }
 
 // On any thread: the collection of a folder settled, its elements put in path order and
@@ -674,7 +703,11 @@ static int sWalkFolder(SScanWalk& walk, DString const& relativePath, SScanFolder
 static int sWalk(SScanWalk& walk, DString const& relativePath, SScanFolder& folder) {
   int result = sWalkFolder(walk, relativePath, folder);
   // A generation stopped leaves digests untaken; anything else has taken them all.
-  if ((result != ZYNInsWalkStopped || !walk.volume.generate) && sPassGate(folder)) sLetGoOf(folder);
+  if ((result != ZYNInsWalkStopped || !walk.volume.generate) && sPassGate(folder)) {
+    // Once the volume is collected to its root, no other thread lets go of a listing.
+    bool collected = walk.tree->collected.load(std::memory_order_acquire);
+    sLetGoOf(folder, collected ? &walk.later : nullptr);
+  }
   return result;
 }
 
@@ -725,8 +758,9 @@ static void sReadTree(DString const& path, DString const& relativePath, SScanFol
 // paths.
 static int sWalkTree(SScanVolume const& volume, SScanFolder& tree, SScanDigests& digests, DString const& relativePath,
                      ZYNAdmXmlElement& cdElement, DString& errors, int& fileCount, int totalFiles) {
-  SScanWalk walk{volume, digests, errors, fileCount, totalFiles};
+  SScanWalk walk{volume, digests, errors, fileCount, totalFiles, &tree, {}};
   int result = sWalk(walk, relativePath, tree);
+  sReleaseLater(walk.later);
   digests.pool.reset();
   if (result == ZYNInsWalkStopped && volume.generate) return result;
   // Each folder was collected before the walk took the last of its digests, or before
