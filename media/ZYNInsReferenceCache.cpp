@@ -98,6 +98,12 @@ int ZYNInsReferenceCache::Check(ZYNAdmXmlElement& tree) {
   return seal;
 }
 
+bool ZYNInsReferenceCache::IsSealProved(ZYNAdmXmlElement const& tree) {
+  SCached const& cached = sCached();
+  bool held = !cached.tree.IsEmpty() && ZYNAdmXmlElement::_BodyOf(tree) == ZYNAdmXmlElement::_BodyOf(cached.tree);
+  return held && cached.sealKnown && cached.seal == ZYNAdmSealRight;
+}
+
 void ZYNInsReferenceCache::Forget() {
   SCached& cached = sCached();
   cached.tree.Reset();

@@ -26,6 +26,8 @@ class ZYNInsReferenceCache {
   static int Parse(std::string const& bytes, ZYNAdmXmlElement& tree);
   // What ZYNAdmXmlHash::Check gives; for the tree held, the verdict found before.
   static int Check(ZYNAdmXmlElement& tree);
+  // Whether Check found the seal of `tree`, the one held, right.
+  static bool IsSealProved(ZYNAdmXmlElement const& tree);
   // The tree held is about to change, or is no longer wanted.
   static void Forget();
 

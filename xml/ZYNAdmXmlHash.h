@@ -27,6 +27,11 @@ class ZYNAdmXmlHash {
   static DString GetHash(ZYNAdmXmlElement& element);
   // A ZYNAdmSealCheck. `element` isn't changed.
   static int Check(ZYNAdmXmlElement& element);
+  // Where `element`, its seal aside, is the same tree as `sealed`, whose seal the caller
+  // has proved right with Check, gives `element` that seal as Hash would, without hashing
+  // it, and returns true; false, `element` unchanged, where they differ. Long lists of
+  // children are compared on every core.
+  static bool TakeSealOfSame(ZYNAdmXmlElement& element, ZYNAdmXmlElement& sealed);
 };
 
 #endif

@@ -68,15 +68,57 @@ TEST(XmlHash, AnyChangeToTheTreeBreaksTheSealAndCheckLeavesItAlone) {
       },
       [](ZYNAdmXmlElement& a) { a.SetAttributeValue(kSeal, L"SHA256_v1_"); },
   };
-  for (auto& change : changes) {
+  auto sealed = [] {
     ZYNAdmXmlElement tree = sSample(true);
     tree.AddChild(ZYNAdmXmlElement(L"second"));
-    ASSERT_EQ(1, ZYNAdmXmlHash::Hash(tree));
+    ZYNAdmXmlHash::Hash(tree);
+    return tree;
+  };
+  for (auto& change : changes) {
+    ZYNAdmXmlElement tree = sealed();
     ASSERT_EQ(1, ZYNAdmXmlHash::Check(tree));
     change(tree);
     std::string before = sSeal(tree);
     EXPECT_EQ(2, ZYNAdmXmlHash::Check(tree));
     EXPECT_EQ(before, sSeal(tree));
+    // Nor does a changed tree take the seal of the one it was; only the seal's own value
+    // is no change to the tree.
+    ZYNAdmXmlElement original = sealed();
+    bool sealOnly = &change == &changes[6];
+    EXPECT_EQ(sealOnly, ZYNAdmXmlHash::TakeSealOfSame(tree, original));
+    EXPECT_EQ(sealOnly ? sSeal(original) : before, sSeal(tree));
+  }
+}
+
+// A tree the same as a sealed one takes its seal, exactly what hashing it gives; one
+// different leaf anywhere in a long list, or one leaf more, and it is left alone.
+TEST(XmlHash, ASameTreeTakesTheSealOfTheSealedOne) {
+  auto make = [](int differentAt, int count) {
+    ZYNAdmXmlElement root(L"Media"), list(L"CD");
+    for (int i = 0; i < count; ++i) {
+      ZYNAdmXmlElement file(L"File");
+      file.SetAttributeValue(L"hash", i == differentAt ? DString(L"x") : DString::FromNum(i, "%064d"));
+      file.SetAttributeValue(L"path", DString(L"/d/f") + DString::FromNum(i, "%d"));
+      list.AddChild(file);
+    }
+    root.AddChild(list);
+    return root;
+  };
+  ZYNAdmXmlElement sealed = make(-1, 5000);
+  ASSERT_EQ(1, ZYNAdmXmlHash::Hash(sealed));
+  struct Case {
+    int differentAt, count;
+    bool same;
+  } const cases[] = {{-1, 5000, true}, {0, 5000, false}, {4095, 5000, false}, {4999, 5000, false}, {-1, 5001, false}};
+  for (Case const& c : cases) {
+    ZYNAdmXmlElement tree = make(c.differentAt, c.count);
+    EXPECT_EQ(c.same, ZYNAdmXmlHash::TakeSealOfSame(tree, sealed)) << c.differentAt << " " << c.count;
+    if (c.same) {
+      EXPECT_EQ(sSeal(sealed), sSeal(tree));
+      EXPECT_EQ(1, ZYNAdmXmlHash::Check(tree));
+    } else {
+      EXPECT_EQ("", sSeal(tree)) << c.differentAt;
+    }
   }
 }
 
