@@ -17,13 +17,9 @@ if ! { : >/proc/sys/vm/drop_caches; } 2>/dev/null; then
   exit 2
 fi
 command -v rhash >/dev/null || { echo "rhash is needed (apt-get install rhash)" >&2; exit 2; }
-if [[ -z "${ZYN_EXE:-}" ]]; then
-  cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release >/dev/null || exit 2
-  cmake --build "$build" -j"$(nproc)" --target ZYNInsMediaCheck >/dev/null || exit 2
-fi
-exe="${ZYN_EXE:-$repo/$build/ZYNInsMediaCheck}"  # ZYN_EXE: another build to measure, e.g. an older one
 # shellcheck source=bench/media.sh
 source "$repo/bench/media.sh"
+build_exe
 
 # cold LABEL COMMAND...: wall seconds of one run after the cache is dropped.
 declare -A wall

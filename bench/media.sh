@@ -1,4 +1,15 @@
-# Sourced by the benchmark scripts: the media they measure, made once under $work.
+# Sourced by the benchmark scripts: the executable and the media they measure, the media
+# made once under $work.
+
+# build_exe: sets `exe` to ZYN_EXE where given (another build, or one made elsewhere),
+# else to the Release build in $build, made first.
+build_exe() {
+  if [[ -z "${ZYN_EXE:-}" ]]; then
+    cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release >/dev/null || exit 2
+    cmake --build "$build" -j"$(nproc)" --target ZYNInsMediaCheck >/dev/null || exit 2
+  fi
+  exe="${ZYN_EXE:-$repo/$build/ZYNInsMediaCheck}"
+}
 
 # make_media NAME FILES MIN_BYTES MAX_BYTES: volume folder 1 of FILES files, 50 to a folder.
 make_media() {

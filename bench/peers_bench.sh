@@ -14,15 +14,10 @@ build="${ZYN_BUILD_DIR:-build}"
 million=0
 [[ "${1:-}" == "--million" ]] && million=1
 
-if [[ -z "${ZYN_EXE:-}" ]]; then
-  cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release >/dev/null || exit 2
-  cmake --build "$build" -j"$(nproc)" --target ZYNInsMediaCheck >/dev/null || exit 2
-fi
-exe="${ZYN_EXE:-$repo/$build/ZYNInsMediaCheck}"  # ZYN_EXE: another build to measure, e.g. an older one
-command -v rhash >/dev/null || { echo "rhash is needed (apt-get install rhash)" >&2; exit 2; }
-
 # shellcheck source=bench/media.sh
 source "$repo/bench/media.sh"
+build_exe
+command -v rhash >/dev/null || { echo "rhash is needed (apt-get install rhash)" >&2; exit 2; }
 
 # measure LABEL COMMAND...: best wall seconds and peak KiB over the repeats, and the status.
 declare -A wall peak status

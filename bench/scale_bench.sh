@@ -13,11 +13,9 @@ repo="$(pwd)"
 work="${WORK:-$repo/build/peers-bench}"
 repeat="${REPEAT:-3}"
 build="${ZYN_BUILD_DIR:-build}"
-if [[ -z "${ZYN_EXE:-}" ]]; then
-  cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release >/dev/null || exit 2
-  cmake --build "$build" -j"$(nproc)" --target ZYNInsMediaCheck >/dev/null || exit 2
-fi
-exe="${ZYN_EXE:-$repo/$build/ZYNInsMediaCheck}"  # ZYN_EXE: a build made elsewhere
+# shellcheck source=bench/media.sh
+source "$repo/bench/media.sh"
+build_exe
 command -v rhash >/dev/null || { echo "rhash is needed (apt-get install rhash)" >&2; exit 2; }
 command -v taskset >/dev/null || { echo "taskset is needed (util-linux)" >&2; exit 2; }
 cpus="$(nproc)"
@@ -27,8 +25,6 @@ if [[ -z "$cores" ]]; then
   cores+="$cpus"
 fi
 
-# shellcheck source=bench/media.sh
-source "$repo/bench/media.sh"
 
 # median N COMMAND...: median wall seconds of REPEAT runs on the first N CPUs.
 median() {

@@ -9,13 +9,9 @@ cd "$(dirname "$0")/.."
 repo="$(pwd)"
 work="${WORK:-$repo/build/peers-bench}"
 build="${ZYN_BUILD_DIR:-build}"
-if [[ -z "${ZYN_EXE:-}" ]]; then
-  cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release >/dev/null || exit 2
-  cmake --build "$build" -j"$(nproc)" --target ZYNInsMediaCheck >/dev/null || exit 2
-fi
-exe="${ZYN_EXE:-$repo/$build/ZYNInsMediaCheck}"  # ZYN_EXE: another build to measure, e.g. an older one
 # shellcheck source=bench/media.sh
 source "$repo/bench/media.sh"
+build_exe
 
 share() {  # NAME: one line for generate and one for check
   local name="$1" media="$work/$1/media/1" ref="$work/$1/share-ref"
