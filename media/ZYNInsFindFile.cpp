@@ -39,7 +39,7 @@ ZYNInsFindFile::ZYNInsFindFile(DString path, int typeMask)
       _typeMask(typeMask),
       _path(path),
       _handle(nullptr),
-      _folderFd(-1),
+      _hasId(false),
       _pathLength(0),
       _failedOpen(false),
       _typesFromListing(false),
@@ -51,8 +51,7 @@ ZYNInsFindFile::~ZYNInsFindFile() { _Close(); }
 
 void ZYNInsFindFile::_Close() {
   _Abandon();
-  if (_folderFd >= 0) close(_folderFd);
-  _folderFd = -1;
+  _hasId = false;
 }
 
 int ZYNInsFindFile::GetNextFile() {
@@ -81,8 +80,7 @@ int ZYNInsFindFile::_Open() {
     ZYNAdmError::Push(DString(L"Null pointer assignment\n"));
     return -1;
   }
-  if (_folderFd >= 0) close(_folderFd);
-  _folderFd = -1;
+  _hasId = false;
   _pathLength = std::strlen(narrow.Get());
   int fd = -1;
   if (_pathLength >= PATH_MAX) {
@@ -98,24 +96,22 @@ int ZYNInsFindFile::_Open() {
     sPushSystemError(_path, error);
     return -1;
   }
-  int listFd = dup(fd);
-  _handle = listFd < 0 ? nullptr : fdopendir(listFd);
+  _handle = fdopendir(fd);
   if (_handle == nullptr) {
     int error = errno;
-    if (listFd >= 0) close(listFd);
     close(fd);
     ZYNInsThrowIfRunFault(error);
     sPushSystemError(_path, error);
     return -1;
   }
-  _folderFd = fd;
+  _hasId = true;
   _device = folder.st_dev;
   _inode = folder.st_ino;
   return 1;
 }
 
 bool ZYNInsFindFile::GetFolderId(dev_t& device, ino_t& inode) const {
-  if (_folderFd < 0) return false;
+  if (!_hasId) return false;
   device = _device;
   inode = _inode;
   return true;

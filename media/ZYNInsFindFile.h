@@ -68,7 +68,7 @@ class ZYNInsFindFile {
   int32_t _typeMask;
   DString _path;
   DIR* _handle;
-  int _folderFd;       // the folder itself; the listing reads a duplicate of it
+  bool _hasId;         // `_device` and `_inode` are the open folder's
   size_t _pathLength;  // of the narrow path, to refuse what the system would refuse by path
   bool _failedOpen;    // the failure of an early Open, given once more by the next step
   bool _typesFromListing;

@@ -87,9 +87,14 @@ int ZYNInsReferenceCache::Parse(DString const& path, ZYNAdmXmlElement& tree) {
   return Parse(bytes, tree);
 }
 
+// Whether `tree` is the one the cache holds, not only a tree read from the same file.
+static bool sIsHeld(SCached const& cached, ZYNAdmXmlElement const& tree) {
+  return !cached.tree.IsEmpty() && ZYNAdmXmlElement::_BodyOf(tree) == ZYNAdmXmlElement::_BodyOf(cached.tree);
+}
+
 int ZYNInsReferenceCache::Check(ZYNAdmXmlElement& tree) {
   SCached& cached = sCached();
-  bool held = !cached.tree.IsEmpty() && ZYNAdmXmlElement::_BodyOf(tree) == ZYNAdmXmlElement::_BodyOf(cached.tree);
+  bool held = sIsHeld(cached, tree);
   if (held && cached.sealKnown) return cached.seal;
   int seal = ZYNAdmXmlHash::Check(tree);
   if (!held) return seal;
@@ -100,8 +105,7 @@ int ZYNInsReferenceCache::Check(ZYNAdmXmlElement& tree) {
 
 bool ZYNInsReferenceCache::IsSealProved(ZYNAdmXmlElement const& tree) {
   SCached const& cached = sCached();
-  bool held = !cached.tree.IsEmpty() && ZYNAdmXmlElement::_BodyOf(tree) == ZYNAdmXmlElement::_BodyOf(cached.tree);
-  return held && cached.sealKnown && cached.seal == ZYNAdmSealRight;
+  return sIsHeld(cached, tree) && cached.sealKnown && cached.seal == ZYNAdmSealRight;
 }
 
 void ZYNInsReferenceCache::Forget() {
