@@ -137,11 +137,24 @@ struct SScanWaiting {
   DString path;  // as the walk names it
 };
 
+// Entries in a bag of listings before the walk hands it on.
+static size_t const S_bagEntries = 2048;
+
+// Listings the walk let go of, their parts moved out whole for another thread to free:
+// freeing a folder's strings took the walk as long as the rest of its work.
+struct SScanBag {
+  std::vector<std::vector<SScanEntry>> entries;
+  std::vector<std::string> names;
+  std::vector<std::unique_ptr<ZYNInsDigestJob[]>> jobs;
+  size_t count = 0;  // entries in all
+};
+
 // The folders of one volume listed on every core. The workers of the pool take a folder
 // waiting to be listed before any digest, as each folder listed makes more of both; the
 // thread that reads the volume lists too, and digests, until every folder is listed.
 struct SScanListing : ZYNInsPoolErrands {
   SScanListing() : listed(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0)) {}
+  // A folder to list, else a bag to free.
   bool RunOne() override;
   // The File elements of files digested, built on the digesting thread; the files
   // settled in their folder, digested or not.
@@ -153,6 +166,10 @@ struct SScanListing : ZYNInsPoolErrands {
   // Queues `folders`, ahead of those waiting already; throws, having queued none, where
   // memory runs out.
   void Queue(std::vector<SScanWaiting>& folders);
+  // Queues `bag` for the workers and leaves it empty; freed here where memory is short.
+  void Drop(SScanBag& bag);
+  // Frees the bags still queued, on every core.
+  void FreeBags();
 
   SScanReader reader;
   QRTSpinLock lock;
@@ -163,6 +180,7 @@ struct SScanListing : ZYNInsPoolErrands {
   std::vector<SScanWaiting> waiting;        // a stack, so that one thread alone lists in the walk's order
   std::atomic<int> unfinished{0};           // folders queued and not yet listed
   std::unique_ptr<ZYNSysSemaphore> listed;  // a count for each folder listed
+  std::vector<SScanBag> bags;               // under `lock`
 };
 
 // The pool digesting the files of one volume, and the listing whose errands it runs,
@@ -343,15 +361,45 @@ void SScanListing::Queue(std::vector<SScanWaiting>& folders) {
   reader.pool->Wake(folders.size());
 }
 
-bool SScanListing::RunOne() {
-  if (unfinished.load(std::memory_order_acquire) == 0) return false;
-  SScanWaiting next;
+void SScanListing::Drop(SScanBag& bag) {
+  if (bag.count == 0 && bag.entries.empty()) return;
+  bool queued = false;
+  try {
+    QRTSpinLockScope scope(lock);
+    bags.push_back(std::move(bag));
+    queued = true;
+  } catch (std::bad_alloc const&) {
+  }
+  bag = SScanBag();
+  if (queued) reader.pool->Wake(1);
+}
+
+void SScanListing::FreeBags() {
+  std::vector<SScanBag> left;
   {
     QRTSpinLockScope scope(lock);
-    if (waiting.empty()) return false;
-    next = std::move(waiting.back());
-    waiting.pop_back();
+    left.swap(bags);
   }
+  QRTForEachRange("scan free", left.size(), 1, [&left](size_t first, size_t last) {
+    for (size_t i = first; i < last; ++i) left[i] = SScanBag();
+  });
+}
+
+bool SScanListing::RunOne() {
+  SScanWaiting next;
+  SScanBag bag;
+  {
+    QRTSpinLockScope scope(lock);
+    if (unfinished.load(std::memory_order_acquire) == 0 || waiting.empty()) {
+      if (bags.empty()) return false;
+      bag = std::move(bags.back());
+      bags.pop_back();
+    } else {
+      next = std::move(waiting.back());
+      waiting.pop_back();
+    }
+  }
+  if (next.folder == nullptr) return true;  // the bag is freed on the way out
 
   SScanFolder& folder = *next.folder;
   if (!reader.cancelled->load(std::memory_order_relaxed)) {
@@ -450,9 +498,7 @@ struct SScanWalk {
   int& fileCount;
   int totalFiles;
   SScanFolder const* tree;
-  // Listings the walk was the last to need once the whole volume was collected: freed
-  // together, on every core, when it is done.
-  std::vector<SScanFolder*> later;
+  SScanBag bag;  // listings let go of, until there are enough to hand on
 };
 
 // What "%lld" makes of `value`, without a format read for each of a million files.
@@ -612,39 +658,30 @@ static void sReleaseListing(SScanFolder& folder) {
 // One of those that must be done with a folder's listing is: whether it was the last.
 static bool sPassGate(SScanFolder& folder) { return folder.gates.fetch_sub(1, std::memory_order_acq_rel) == 1; }
 
-// Lets go of a folder's listing, and of its parent's where it was the last the parent
-// waited for; into `later`, sub-folders first, where given.
-static void sLetGoOf(SScanFolder& folder, std::vector<SScanFolder*>* later = nullptr) {
-  for (SScanFolder* at = &folder; at != nullptr;) {
-    SScanFolder* parent = at->parent;
-    if (later != nullptr) {
-      later->push_back(at);
-    } else {
-      sReleaseListing(*at);
-    }
-    at = parent != nullptr && sPassGate(*parent) ? parent : nullptr;
+// Moves a folder's listing into `bag`; where memory is short, leaves it to be freed here.
+static void sBag(SScanFolder& folder, SScanBag& bag) {
+  try {
+    bag.entries.reserve(bag.entries.size() + 1);
+    bag.names.reserve(bag.names.size() + 1);
+    bag.jobs.reserve(bag.jobs.size() + 1);
+  } catch (std::bad_alloc const&) {
+    return;
   }
+  bag.count += folder.entries.size();
+  bag.entries.push_back(std::move(folder.entries));
+  bag.names.push_back(std::move(folder.narrowNames));
+  bag.jobs.push_back(std::move(folder.jobs));
 }
 
-// The listings put off by the walk. Where the workers are done, each freed string goes
-// back to the thread that made it, and one thread alone would spend as long on that as
-// on the rest of the walk: the files' strings are freed on every core, then the
-// listings themselves, sub-folders first, here.
-static void sReleaseLater(std::vector<SScanFolder*>& later) {
-  // Ranges of 64 folders: a small volume is freed here, without starting a thread.
-  QRTForEachRange("scan free", later.size(), 64, [&later](size_t first, size_t last) {
-    for (size_t i = first; i < last; ++i) {
-      SScanFolder& folder = *later[i];
-      for (SScanEntry& entry : folder.entries) {
-        if (entry.folder) continue;
-        entry.name = DString();
-        entry.path = DString();
-      }
-      folder.jobs.reset();
-    }
-  });
-  for (SScanFolder* folder : later) sReleaseListing(*folder);
-  later.clear();
+// Lets go of a folder's listing, and of its parent's where it was the last the parent
+// waited for; into `bag`, where given, rather than freed here.
+static void sLetGoOf(SScanFolder& folder, SScanBag* bag = nullptr) {
+  for (SScanFolder* at = &folder; at != nullptr;) {
+    SScanFolder* parent = at->parent;
+    if (bag != nullptr) sBag(*at, *bag);
+    sReleaseListing(*at);
+    at = parent != nullptr && sPassGate(*parent) ? parent : nullptr;
+  }
 }
 
 // On any thread: the collection of a folder settled, its elements put in path order and
@@ -704,9 +741,8 @@ static int sWalk(SScanWalk& walk, DString const& relativePath, SScanFolder& fold
   int result = sWalkFolder(walk, relativePath, folder);
   // A generation stopped leaves digests untaken; anything else has taken them all.
   if ((result != ZYNInsWalkStopped || !walk.volume.generate) && sPassGate(folder)) {
-    // Once the volume is collected to its root, no other thread lets go of a listing.
-    bool collected = walk.tree->collected.load(std::memory_order_acquire);
-    sLetGoOf(folder, collected ? &walk.later : nullptr);
+    sLetGoOf(folder, &walk.bag);
+    if (walk.bag.count >= S_bagEntries && walk.digests.listing) walk.digests.listing->Drop(walk.bag);
   }
   return result;
 }
@@ -760,7 +796,10 @@ static int sWalkTree(SScanVolume const& volume, SScanFolder& tree, SScanDigests&
                      ZYNAdmXmlElement& cdElement, DString& errors, int& fileCount, int totalFiles) {
   SScanWalk walk{volume, digests, errors, fileCount, totalFiles, &tree, {}};
   int result = sWalk(walk, relativePath, tree);
-  sReleaseLater(walk.later);
+  if (digests.listing) {
+    digests.listing->Drop(walk.bag);
+    digests.listing->FreeBags();
+  }
   digests.pool.reset();
   if (result == ZYNInsWalkStopped && volume.generate) return result;
   // Each folder was collected before the walk took the last of its digests, or before

@@ -7,6 +7,8 @@
 #include <exception>
 #include <mutex>
 
+#include "ZYNInsSerialShare.h"
+
 int QRTStartWorkers(char const* name, int (*function)(void*), void* argument, int count,
                     std::vector<std::unique_ptr<QRTThreads>>& workers) {
   int started = 0;
@@ -83,7 +85,10 @@ void QRTForEachRange(char const* name, size_t count, size_t rangeSize,
   shared.work = &work;
   std::vector<std::unique_ptr<QRTThreads>> workers;
   QRTStartWorkers(name, &SRangeWork::sWorkerMain, &shared, static_cast<int>(helpers), workers);
+  // The caller's ranges are work shared out like the helpers', not work kept in order.
+  long long started = workers.empty() ? -1 : ZYNInsSerialShare::Start();
   shared.Run();
+  ZYNInsSerialShare::AddShareableSince(started);
   for (std::unique_ptr<QRTThreads>& worker : workers) worker->Join();
   if (shared.failed) std::rethrow_exception(shared.failed);
 }
