@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 #include <cstring>
+#include <deque>
 #include <exception>
 #include <memory>
 #include <new>
@@ -30,8 +31,9 @@ int ZYNStringPoolFlush() { return 0; }
 
 namespace {
 
-const int S_initialCapacity = 4096;  // units of the read buffer
-const int S_blockSize = 4096;        // bytes asked of the stream per Read
+const int S_initialCapacity = 4096;    // units of the read buffer
+const int S_sharedCapacity = 1 << 16;  // once leaves are read in place by other threads
+const int S_blockSize = 4096;          // bytes asked of the stream per Read
 const int S_initialStackCapacity = 20;
 const int S_initialPoolBuckets = 128;  // a power of 2: a bucket is a mask away
 const int S_directSearchLimit = 256;   // units of a tag searched without the partner index
@@ -111,13 +113,16 @@ struct ParseData {
   std::vector<int> inWork;
   // Past S_leavesAlone leaf tags, other threads read their names and attributes.
   int leaves = 0;
+  bool leavesInBuffer = false;  // whether a batch still points into `buffer`
   std::unique_ptr<SLeafReaders> readers;
 };
 
 // The self-closing tags of a long document, a batch at a time, read on worker threads
 // into elements that this thread made and placed in the tree. A leaf's content (its text
 // and children) is never touched again by the parse, so the two threads never write the
-// same fields of it; its handles, and so its count, stay with this thread.
+// same fields of it; its handles, and so its count, stay with this thread. The tags are
+// read where they lie in the parse's buffers: a buffer left behind by the parse is kept
+// until every batch that points into it is read, then used again.
 class SLeafReaders {
  public:
   SLeafReaders();
@@ -130,14 +135,27 @@ class SLeafReaders {
   void Add(const ZYNAdmXmlElement& element, const unsigned short* tag, int length);
   // Waits until every leaf is read; throws what a reader threw.
   void Finish();
+  // Takes `buffer`, of `capacity` units, which the tags added so far may point into.
+  // False, the buffer not taken, where memory is short.
+  bool Retire(unsigned short* buffer, int capacity);
+  // A buffer of `capacity` units that every batch is done with, or null.
+  unsigned short* Spare(int capacity);
 
  private:
+  struct Leaf {
+    const unsigned short* tag;
+    int length;
+  };
   struct Batch {
-    std::vector<unsigned short> units;
-    std::vector<size_t> ends;  // of each tag in `units`
+    std::vector<Leaf> leaves;
     std::vector<ZYNAdmXmlElement> elements;
     std::exception_ptr thrown;
     std::atomic<bool> read{false};
+  };
+  struct Retired {
+    unsigned short* buffer;
+    int capacity;
+    size_t lastBatch;  // index in `_all` of the last batch that may point into it
   };
 
   static int sWorkerMain(void* readers);
@@ -147,9 +165,10 @@ class SLeafReaders {
 
   std::vector<std::unique_ptr<Batch>> _all;  // this thread's only
   std::unique_ptr<Batch> _filling;
+  std::deque<Retired> _retired;  // this thread's only, oldest first
+  size_t _readUpTo = 0;          // batches of `_all` known to be read, from the first
   QRTSpinLock _lock;
   std::vector<Batch*> _waiting;  // first in, first out, from `_taken` on
-  size_t _recycled = 0;          // batches of `_all` whose units went to a later one
   size_t _taken = 0;
   std::atomic<size_t> _unread{0};
   std::atomic<bool> _stop{false};
@@ -159,7 +178,11 @@ class SLeafReaders {
   std::vector<std::unique_ptr<QRTThreads>> _workers;
 };
 
-ParseData::~ParseData() { delete[] buffer; }
+// The readers stop before the buffer their tags may point into goes.
+ParseData::~ParseData() {
+  readers.reset();
+  delete[] buffer;
+}
 
 // Index of the first `unit` in [from, end), or -1. Values and quoted runs are searched
 // eight units at a time where the machine has the instructions.
@@ -354,15 +377,24 @@ int sFillBuffer(unsigned short* destination, int count, ZYNAdmInputStream& strea
 // -2 when memory or the stream fails.
 int sRefill(ParseData& data, int keepFrom, ZYNAdmInputStream& stream) {
   const int remaining = data.end - keepFrom;
-  if (remaining > data.capacity / 2) {
-    const long long grown = 2LL * data.capacity;
+  const bool shared = data.leavesInBuffer;  // the tags in it are still to be read elsewhere
+  if (remaining > data.capacity / 2 || shared) {
+    long long grown = remaining > data.capacity / 2 ? 2LL * data.capacity : data.capacity;
+    if (shared && grown < S_sharedCapacity) grown = S_sharedCapacity;
     if (grown > 0x3FFFFFFF) return -2;  // beyond what an int index can hold
-    unsigned short* buffer = new (std::nothrow) unsigned short[static_cast<size_t>(grown)];
+    unsigned short* buffer = shared ? data.readers->Spare(static_cast<int>(grown)) : nullptr;
+    if (buffer == nullptr) buffer = new (std::nothrow) unsigned short[static_cast<size_t>(grown)];
     if (buffer == nullptr) return -2;
     std::memcpy(buffer, data.buffer + keepFrom, static_cast<size_t>(remaining) * 2);
-    delete[] data.buffer;
+    if (!shared) {
+      delete[] data.buffer;
+    } else if (!data.readers->Retire(data.buffer, data.capacity)) {
+      delete[] buffer;
+      return -2;
+    }
     data.buffer = buffer;
     data.capacity = static_cast<int>(grown);
+    data.leavesInBuffer = false;
   } else if (keepFrom > 0) {
     std::memmove(data.buffer, data.buffer + keepFrom, static_cast<size_t>(remaining) * 2);
   }
@@ -546,6 +578,7 @@ void sStartElement(ParseData& data, const unsigned short* tag, int length) {
   if (selfClosing && sDeferLeaf(data)) {
     element.SetName(DString());  // a body of its own, for the reader to fill
     data.readers->Add(element, tag, length);
+    data.leavesInBuffer = true;
     if (parent >= 0) data.stack[static_cast<size_t>(parent)].AddChild(element);
     data.top = parent;
     return;
@@ -612,21 +645,41 @@ SLeafReaders::~SLeafReaders() {
   _stop.store(true, std::memory_order_release);
   for (size_t i = 0; i < _workers.size(); ++i) _queued->Signal();
   for (std::unique_ptr<QRTThreads>& worker : _workers) worker->Join();
+  for (Retired& retired : _retired) delete[] retired.buffer;
 }
 
 void SLeafReaders::Add(const ZYNAdmXmlElement& element, const unsigned short* tag, int length) {
   if (!_filling) {
     _filling.reset(new Batch());
-    // The units of a batch read are the next one's: fresh memory costs a fault per page.
-    if (_recycled < _all.size() && _all[_recycled]->read.load(std::memory_order_acquire)) {
-      _filling->units.swap(_all[_recycled++]->units);
-    }
+    _filling->leaves.reserve(S_leafBatch);
+    _filling->elements.reserve(S_leafBatch);
   }
   Batch& batch = *_filling;
-  batch.units.insert(batch.units.end(), tag, tag + length);
-  batch.ends.push_back(batch.units.size());
+  batch.leaves.push_back(Leaf{tag, length});
   batch.elements.push_back(element);
   if (batch.elements.size() >= S_leafBatch) _Submit();
+}
+
+bool SLeafReaders::Retire(unsigned short* buffer, int capacity) {
+  // The batch filling now is the last that may point into it; it gets the next index.
+  size_t last = _filling ? _all.size() : (_all.empty() ? 0 : _all.size() - 1);
+  try {
+    _retired.push_back(Retired{buffer, capacity, last});
+  } catch (std::bad_alloc const&) {
+    return false;
+  }
+  return true;
+}
+
+unsigned short* SLeafReaders::Spare(int capacity) {
+  while (_readUpTo < _all.size() && _all[_readUpTo]->read.load(std::memory_order_acquire)) ++_readUpTo;
+  while (!_retired.empty() && _retired.front().lastBatch < _readUpTo) {
+    Retired done = _retired.front();
+    _retired.pop_front();
+    if (done.capacity == capacity) return done.buffer;
+    delete[] done.buffer;
+  }
+  return nullptr;
 }
 
 void SLeafReaders::_Submit() {
@@ -656,16 +709,12 @@ SLeafReaders::Batch* SLeafReaders::_Claim() {
 
 void SLeafReaders::_Read(Batch& batch, ParseData& scratch) {
   try {
-    size_t start = 0;
     for (size_t i = 0; i < batch.elements.size(); ++i) {
-      const unsigned short* tag = batch.units.data() + start;
-      sReadTag(scratch, tag, static_cast<int>(batch.ends[i] - start), batch.elements[i]);
-      start = batch.ends[i];
+      sReadTag(scratch, batch.leaves[i].tag, batch.leaves[i].length, batch.elements[i]);
     }
   } catch (...) {
     batch.thrown = std::current_exception();
   }
-  batch.units.clear();
   batch.read.store(true, std::memory_order_release);
   _unread.fetch_sub(1, std::memory_order_release);
 }

@@ -224,8 +224,9 @@ TEST(ZYNAdmXmlParserTest, ParseReadsAReferenceOfManyFiles) {
 
 namespace {
 
-// Past a few thousand leaves, other threads read them: the tree is the one read alone,
-// leaves of every kind among nested elements, whatever the read sizes.
+// Past a few thousand leaves, other threads read them where the parse left them: the tree
+// is the one read alone, leaves of every kind among nested elements, one longer than a
+// buffer among them, whatever the read sizes.
 TEST(XmlParallelParse, LeavesReadOnOtherThreadsMakeTheSameTree) {
   std::vector<const Case*> leaves;
   for (const Case& c : kTrees) {
@@ -246,6 +247,11 @@ TEST(XmlParallelParse, LeavesReadOnOtherThreadsMakeTheSameTree) {
     }
     xml += leaf.input;
     tree += leaf.tree;
+    if (i == 6000) {
+      const std::string value(70000 + i, 'v');
+      xml += "<long v=\"" + value + "\"/>";
+      tree += " long[v=" + value + "]";
+    }
     if (i % 1000 == 999) {
       xml += "</b>";
       tree += ")";
