@@ -741,8 +741,10 @@ static int sWalk(SScanWalk& walk, DString const& relativePath, SScanFolder& fold
   int result = sWalkFolder(walk, relativePath, folder);
   // A generation stopped leaves digests untaken; anything else has taken them all.
   if ((result != ZYNInsWalkStopped || !walk.volume.generate) && sPassGate(folder)) {
-    sLetGoOf(folder, &walk.bag);
-    if (walk.bag.count >= S_bagEntries && walk.digests.listing) walk.digests.listing->Drop(walk.bag);
+    // Without workers, nobody else would free it sooner.
+    bool handed = walk.digests.listing && walk.digests.pool && walk.digests.pool->GetMostWorkers() > 0;
+    sLetGoOf(folder, handed ? &walk.bag : nullptr);
+    if (walk.bag.count >= S_bagEntries && handed) walk.digests.listing->Drop(walk.bag);
   }
   return result;
 }
@@ -806,8 +808,7 @@ static int sWalkTree(SScanVolume const& volume, SScanFolder& tree, SScanDigests&
   // the listing was done: by now the whole volume is, unless it was never listed.
   if (digests.listing && digests.listing->collectThrown) std::rethrow_exception(digests.listing->collectThrown);
   if (!tree.collected.load(std::memory_order_acquire)) return result;
-  for (ZYNAdmXmlElement& file : tree.sorted) cdElement.AddChild(std::move(file));
-  tree.sorted.clear();
+  cdElement.AddChildren(tree.sorted);
   return result;
 }
 

@@ -1,6 +1,8 @@
 // ZYNAdmXmlElement.cpp - the XML element tree: shared bodies, sorted attributes, compact values.
 #include "ZYNAdmXmlElement.h"
 
+#include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <iterator>
@@ -8,6 +10,8 @@
 #include <new>
 #include <utility>
 #include <vector>
+
+#include "QRTWorkers.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -616,6 +620,48 @@ int ZYNAdmXmlElement::AddChild(ZYNAdmXmlElement&& child) {
   }
   content.lastChild = node;
   return 1;
+}
+
+int ZYNAdmXmlElement::AddChildren(std::vector<ZYNAdmXmlElement>& children) {
+  if (children.empty() || !_EnsureBody()) return 0;
+  // Each range's nodes are made and linked on its thread; the chains are joined here.
+  struct Chain {
+    ZYNAdmXmlChildNode* first = nullptr;
+    ZYNAdmXmlChildNode* last = nullptr;
+    int count = 0;
+  };
+  size_t const S_range = 4096;
+  std::vector<Chain> chains((children.size() + S_range - 1) / S_range);
+  std::atomic<bool> failed{false};
+  ZYNAdmXmlElementInternal* parent = _p;
+  QRTForEachRange("xml children", chains.size(), 1, [&](size_t first, size_t last) {
+    for (size_t range = first; range < last; ++range) {
+      Chain& chain = chains[range];
+      size_t end = std::min(children.size(), (range + 1) * S_range);
+      try {
+        for (size_t i = range * S_range; i < end; ++i) {
+          ZYNAdmXmlChildNode* node = new ZYNAdmXmlChildNode{nullptr, ZYNAdmXmlElement(), parent};
+          node->child = std::move(children[i]);
+          (chain.last == nullptr ? chain.first : chain.last->next) = node;
+          chain.last = node;
+          ++chain.count;
+        }
+      } catch (std::bad_alloc const&) {
+        failed.store(true);  // what was linked stays; the rest is dropped
+      }
+    }
+  });
+  int added = 0;
+  SElementContent& content = _p->Content();
+  for (Chain const& chain : chains) {
+    if (chain.first == nullptr) continue;
+    (content.lastChild == nullptr ? content.firstChild : content.lastChild->next) = chain.first;
+    content.lastChild = chain.last;
+    added += chain.count;
+  }
+  children.clear();
+  if (failed.load()) throw std::bad_alloc();
+  return added;
 }
 
 void ZYNAdmXmlElement::RemoveChild(const ZYNAdmXmlElement& child) {

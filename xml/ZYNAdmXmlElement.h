@@ -1,6 +1,8 @@
 #ifndef ZYN_XML_ZYNADMXMLELEMENT_H
 #define ZYN_XML_ZYNADMXMLELEMENT_H
 
+#include <vector>
+
 #include "DString.h"
 
 struct ZYNAdmXmlElementInternal;
@@ -47,6 +49,9 @@ class ZYNAdmXmlElement {
   // The same, taking over `child`'s hold on its body: a list of many is moved in without
   // touching each body's count.
   int AddChild(ZYNAdmXmlElement&& child);
+  // Moves every handle of `children` in, in their order, and empties it; a long list has
+  // its nodes made on every core. Gives how many were added.
+  int AddChildren(std::vector<ZYNAdmXmlElement>& children);
   // Unlinks the first child node holding `child`'s body; nothing if there is none.
   void RemoveChild(const ZYNAdmXmlElement& child);
   // Iteration: it = GetChildren(); while (it) { const ZYNAdmXmlElement& c = GetChild(it); }

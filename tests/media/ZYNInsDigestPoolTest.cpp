@@ -37,9 +37,14 @@ void SetTime(std::string const& path, long long seconds) {
 }
 
 // A media of two volumes with enough files in enough folders, some of them nested, that
-// the workers list and digest well ahead of the walk.
+// the workers list and digest well ahead of the walk; one wide folder gives the walk
+// listings to hand on mid-way and the volume a list of files long enough to be linked
+// into its element on every core.
 void MakeMedia(ZYNTestTempTree const& tree, std::string const& media) {
-  for (std::string dir : {"", "/1", "/2", "/1/0data", "/2/0data"}) tree.Dir(media + dir);
+  for (std::string dir : {"", "/1", "/2", "/1/0data", "/2/0data", "/1/wide"}) tree.Dir(media + dir);
+  for (int file = 0; file < 3800; ++file) {
+    SetTime(tree.File(media + "/1/wide/w" + std::to_string(file), std::to_string(file)), 1600000000);
+  }
   for (int folder = 0; folder < 12; ++folder) {
     std::string top = media + (folder < 9 ? "/1/d" : "/2/d") + std::to_string(folder);
     for (std::string dir : {top, top + "/s", top + "/s/t", top + "/u"}) {

@@ -115,6 +115,25 @@ TEST(XmlElement, RemoveChildKeepsTheTailLinkRight) {
   }
 }
 
+// A list moved in whole lands behind the children already there, in its order, whether
+// its nodes are made here or by ranges on other threads; AddChild still appends after it.
+TEST(XmlParallelChildren, MovedInWholeKeepTheirOrder) {
+  for (size_t count : {size_t(0), size_t(1), size_t(4096), size_t(10001)}) {
+    ZYNAdmXmlElement parent(L"p");
+    parent.AddChild(ZYNAdmXmlElement(L"first"));
+    std::vector<ZYNAdmXmlElement> children;
+    std::string expected = "first;";
+    for (size_t i = 0; i < count; ++i) {
+      children.push_back(ZYNAdmXmlElement(DString::FromNum(static_cast<int>(i), "c%d")));
+      expected += "c" + std::to_string(i) + ";";
+    }
+    EXPECT_EQ(parent.AddChildren(children), static_cast<int>(count));
+    EXPECT_TRUE(children.empty());
+    parent.AddChild(ZYNAdmXmlElement(L"last"));
+    EXPECT_EQ(expected + "last;", sChildren(parent)) << count;
+  }
+}
+
 TEST(XmlElement, BodiesLiveWhileAnyParentOrHandleHoldsThem) {
   ZYNAdmXmlElement parent(L"p");
   parent.AddChild(ZYNAdmXmlElement(L"kept"));
