@@ -168,8 +168,8 @@ struct SScanListing : ZYNInsPoolErrands {
   void Queue(std::vector<SScanWaiting>& folders);
   // Queues `bag` for the workers and leaves it empty; freed here where memory is short.
   void Drop(SScanBag& bag);
-  // Frees the bags still queued, on every core.
-  void FreeBags();
+  // Frees a bag still queued; false where none is left.
+  bool FreeBag();
 
   SScanReader reader;
   QRTSpinLock lock;
@@ -374,32 +374,25 @@ void SScanListing::Drop(SScanBag& bag) {
   if (queued) reader.pool->Wake(1);
 }
 
-void SScanListing::FreeBags() {
-  std::vector<SScanBag> left;
-  {
-    QRTSpinLockScope scope(lock);
-    left.swap(bags);
-  }
-  QRTForEachRange("scan free", left.size(), 1, [&left](size_t first, size_t last) {
-    for (size_t i = first; i < last; ++i) left[i] = SScanBag();
-  });
+bool SScanListing::FreeBag() {
+  SScanBag bag;
+  QRTSpinLockScope scope(lock);
+  if (bags.empty()) return false;
+  bag = std::move(bags.back());
+  bags.pop_back();
+  return true;  // freed on the way out, the lock let go of first
 }
 
 bool SScanListing::RunOne() {
   SScanWaiting next;
-  SScanBag bag;
   {
     QRTSpinLockScope scope(lock);
-    if (unfinished.load(std::memory_order_acquire) == 0 || waiting.empty()) {
-      if (bags.empty()) return false;
-      bag = std::move(bags.back());
-      bags.pop_back();
-    } else {
+    if (unfinished.load(std::memory_order_acquire) != 0 && !waiting.empty()) {
       next = std::move(waiting.back());
       waiting.pop_back();
     }
   }
-  if (next.folder == nullptr) return true;  // the bag is freed on the way out
+  if (next.folder == nullptr) return FreeBag();
 
   SScanFolder& folder = *next.folder;
   if (!reader.cancelled->load(std::memory_order_relaxed)) {
@@ -800,7 +793,12 @@ static int sWalkTree(SScanVolume const& volume, SScanFolder& tree, SScanDigests&
   int result = sWalk(walk, relativePath, tree);
   if (digests.listing) {
     digests.listing->Drop(walk.bag);
-    digests.listing->FreeBags();
+    // What the workers have not taken yet is freed here while they free the rest: no
+    // thread is started for it.
+    long long started = ZYNInsSerialShare::Start();
+    while (digests.listing->FreeBag()) {
+    }
+    ZYNInsSerialShare::AddShareableSince(started);
   }
   digests.pool.reset();
   if (result == ZYNInsWalkStopped && volume.generate) return result;
