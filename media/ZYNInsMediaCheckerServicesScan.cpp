@@ -181,6 +181,7 @@ struct SScanListing : ZYNInsPoolErrands {
   std::atomic<int> unfinished{0};           // folders queued and not yet listed
   std::unique_ptr<ZYNSysSemaphore> listed;  // a count for each folder listed
   std::vector<SScanBag> bags;               // under `lock`
+  std::atomic<size_t> bagged{0};            // their count, read without the lock
 };
 
 // The pool digesting the files of one volume, and the listing whose errands it runs,
@@ -367,6 +368,7 @@ void SScanListing::Drop(SScanBag& bag) {
   try {
     QRTSpinLockScope scope(lock);
     bags.push_back(std::move(bag));
+    bagged.store(bags.size(), std::memory_order_relaxed);
     queued = true;
   } catch (std::bad_alloc const&) {
   }
@@ -375,19 +377,22 @@ void SScanListing::Drop(SScanBag& bag) {
 }
 
 bool SScanListing::FreeBag() {
+  // Every worker asks before each digest: no lock while there is nothing to free.
+  if (bagged.load(std::memory_order_relaxed) == 0) return false;
   SScanBag bag;
   QRTSpinLockScope scope(lock);
   if (bags.empty()) return false;
   bag = std::move(bags.back());
   bags.pop_back();
+  bagged.store(bags.size(), std::memory_order_relaxed);
   return true;  // freed on the way out, the lock let go of first
 }
 
 bool SScanListing::RunOne() {
   SScanWaiting next;
-  {
+  if (unfinished.load(std::memory_order_acquire) != 0) {
     QRTSpinLockScope scope(lock);
-    if (unfinished.load(std::memory_order_acquire) != 0 && !waiting.empty()) {
+    if (!waiting.empty()) {
       next = std::move(waiting.back());
       waiting.pop_back();
     }
