@@ -656,12 +656,19 @@ static void sReleaseListing(SScanFolder& folder) {
 // One of those that must be done with a folder's listing is: whether it was the last.
 static bool sPassGate(SScanFolder& folder) { return folder.gates.fetch_sub(1, std::memory_order_acq_rel) == 1; }
 
+// Room for one more in `list`, grown by doubling: a reserve of one more each time would
+// move the whole list at every folder.
+template <class T>
+static void sRoomForOne(std::vector<T>& list) {
+  if (list.size() == list.capacity()) list.reserve(2 * list.size() + 16);
+}
+
 // Moves a folder's listing into `bag`; where memory is short, leaves it to be freed here.
 static void sBag(SScanFolder& folder, SScanBag& bag) {
   try {
-    bag.entries.reserve(bag.entries.size() + 1);
-    bag.names.reserve(bag.names.size() + 1);
-    bag.jobs.reserve(bag.jobs.size() + 1);
+    sRoomForOne(bag.entries);
+    sRoomForOne(bag.names);
+    sRoomForOne(bag.jobs);
   } catch (std::bad_alloc const&) {
     return;
   }
