@@ -232,8 +232,10 @@ bool SRanges::Digest(size_t list, ZYNAdmOutputStream& digest) {
   for (size_t index = _fed.load(); index < _count && _ranges[index].list == list; index = _fed.load()) {
     Range& range = _ranges[index];
     while (!range.done.load(std::memory_order_acquire)) {
+      // Rather than wait for a worker's range, write one nobody has taken yet, no further
+      // ahead than a worker may go: on few cores this thread is half the writers.
       size_t mine = 0;
-      if (_next.load(std::memory_order_relaxed) <= index && _Claim(mine, false)) {
+      if (_next.load(std::memory_order_relaxed) < index + _ahead && _Claim(mine, false)) {
         long long started = ZYNInsSerialShare::Start();
         _Write(_ranges[mine]);
         ZYNInsSerialShare::AddShareableSince(started);
