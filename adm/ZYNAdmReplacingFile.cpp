@@ -17,6 +17,7 @@
 #include "ZYNAdmSetJournal.h"
 
 static const size_t S_WriteBuffer = 256 * 1024;
+static const size_t S_WriteAhead = 4 << 20;
 
 static FILE* sFile(long handle) { return reinterpret_cast<FILE*>(handle); }
 
@@ -151,6 +152,8 @@ int ZYNAdmReplacingFile::Open() {
   Discard();
   sInstallHandlers();  // now, not between the first and the last rename of a set
   _failed = false;
+  _put = 0;
+  _syncStarted = 0;
   _nameless = false;
   _inPlace = false;
   ZYNAdmNarrowText narrow(_path);
@@ -200,8 +203,18 @@ int ZYNAdmReplacingFile::Open() {
 
 int ZYNAdmReplacingFile::Write(unsigned char* buffer, int count) {
   if (_handle == 0 || _flushed || count < 0) return -1;
-  size_t put = std::fwrite(buffer, 1, static_cast<size_t>(count), sFile(_handle));
+  FILE* file = sFile(_handle);
+  size_t put = std::fwrite(buffer, 1, static_cast<size_t>(count), file);
   if (put != static_cast<size_t>(count)) _failed = true;
+  _put += put;
+  // The device starts on what has left the stream's buffer while the rest is made, so
+  // that the flush at the close waits for the last pieces only.
+  if (!_inPlace && _put >= _syncStarted + S_WriteBuffer + S_WriteAhead) {
+    off_t end = static_cast<off_t>(_put - S_WriteBuffer);
+    sync_file_range(fileno(file), static_cast<off_t>(_syncStarted), end - static_cast<off_t>(_syncStarted),
+                    SYNC_FILE_RANGE_WRITE);
+    _syncStarted = static_cast<size_t>(end);
+  }
   return static_cast<int>(put);
 }
 

@@ -51,6 +51,8 @@ class ZYNAdmReplacingFile : public ZYNAdmOutputStream {
   bool _nameless = false;
   bool _inPlace = false;
   int _slot = -1;                   // of the hidden name, removed on a signal
+  size_t _put = 0;                  // bytes written
+  size_t _syncStarted = 0;          // bytes the device was asked to write out
   std::unique_ptr<char[]> _buffer;  // the stream's, freed after it is closed
 };
 
