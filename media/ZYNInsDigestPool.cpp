@@ -46,7 +46,9 @@ ZYNInsDigestPool::ZYNInsDigestPool() {
   _finished.reset(ZYNSysSemaphore::ZYNSysCreateSemaphore(-1, 0, 0));
   if (!_queued || !_finished) return;
   _processors = processors;
-  _threaded = QRTStartWorkers("digest", &ZYNInsDigestPool::_WorkerMain, this, processors, _workers) > 0;
+  // The walk's thread digests too: one worker for each processor would leave a thread
+  // waiting for a core, often one that holds a lock the others want.
+  _threaded = QRTStartWorkers("digest", &ZYNInsDigestPool::_WorkerMain, this, processors - 1, _workers) > 0;
 }
 
 void ZYNInsDigestPool::AllowColdReaders(bool allowed) {
