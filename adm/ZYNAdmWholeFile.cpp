@@ -34,17 +34,20 @@ static void sPreferHugePages(char* start, std::size_t length) {
 static std::size_t const S_rangesFrom = 8 << 20;
 static std::size_t const S_range = 2 << 20;
 
-// Each range's pages made present, zeroed, on the thread of the range. Nothing changes
-// where the system can't: the first touch makes them present then.
+// Each range's pages made present on the thread of the range, by a write to each page.
+// A fault locks only this mapping; asking the system to populate the range instead holds
+// the lock of the whole address space meanwhile, and a thread starting or a heap growing
+// elsewhere (the volume read ahead) waited for it.
 static void sPopulate(char* start, std::size_t length) {
   std::size_t const S_page = 4096;
   std::uintptr_t first = (reinterpret_cast<std::uintptr_t>(start) + S_page - 1) & ~(S_page - 1);
   std::uintptr_t end = (reinterpret_cast<std::uintptr_t>(start) + length) & ~(S_page - 1);
   if (end <= first) return;
   QRTForEachRange("read whole", (end - first + S_range - 1) / S_range, 1, [first, end](size_t at, size_t stop) {
-    std::uintptr_t from = first + at * S_range;
     std::uintptr_t to = std::min<std::uintptr_t>(end, first + stop * S_range);
-    madvise(reinterpret_cast<void*>(from), to - from, MADV_POPULATE_WRITE);
+    for (std::uintptr_t page = first + at * S_range; page < to; page += S_page) {
+      *reinterpret_cast<char volatile*>(page) = 0;
+    }
   });
 }
 
