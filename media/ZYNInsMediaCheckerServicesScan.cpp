@@ -629,13 +629,21 @@ static void sCollectInPathOrder(SScanFolder& folder, std::vector<ZYNAdmXmlElemen
     folder.firstPath = order.front()->folder ? order.front()->folder->firstPath : order.front()->path;
     folder.lastPath = *last;
   }
+  // Room for all at once: grown by doubling, a volume's list was allocated anew some
+  // twenty times on the thread that settled its root.
+  size_t total = sorted.size();
+  for (SScanEntry* entry : order) total += entry->folder ? entry->folder->sorted.size() : 1;
+  bool first = true;
   for (SScanEntry* entry : order) {
+    bool takeOver = first && sorted.empty() && entry->folder && entry->folder->sorted.capacity() >= total;
+    if (first && !takeOver) sorted.reserve(total);
+    first = false;
     if (!entry->folder) {
       sorted.push_back(std::move(entry->element));
       continue;
     }
     std::vector<ZYNAdmXmlElement>& below = entry->folder->sorted;
-    if (sorted.empty()) {
+    if (takeOver) {
       sorted.swap(below);
     } else {
       sorted.insert(sorted.end(), std::make_move_iterator(below.begin()), std::make_move_iterator(below.end()));
