@@ -34,10 +34,12 @@ const size_t S_aheadPerWorker = 4;
 const wchar_t S_SlotName[] = L"ZYNAdmXmlParallelDigestSlot";
 const char S_Slot[] = "<ZYNAdmXmlParallelDigestSlot/>";
 
-int sChildCount(const ZYNAdmXmlElement& element) {
-  int count = 0;
+// The children of `element`, counted up to `most`: past it, only that a list is long
+// matters, and a volume's list of a million would be gone through once more for nothing.
+size_t sChildCount(const ZYNAdmXmlElement& element, size_t most) {
+  size_t count = 0;
   void* it = element.GetChildren();
-  while (it != nullptr) {
+  while (it != nullptr && count < most) {
     element.GetChild(it);
     ++count;
   }
@@ -55,11 +57,12 @@ ZYNAdmXmlElement sBareCopy(const ZYNAdmXmlElement& element) {
 }
 
 // The tree with each long child list replaced by one slot; `lists` gets those lists in
-// document order. Parts with no long list below them are shared, not copied.
+// document order, `cut` their children (each list counted up to S_worthIt). Parts with no
+// long list below them are shared, not copied.
 ZYNAdmXmlElement sSkeleton(const ZYNAdmXmlElement& element, int depth, std::vector<const ZYNAdmXmlElement*>& lists,
                            size_t& cut) {
   if (element.IsEmpty() || depth > S_maxDepth) return element;
-  size_t count = static_cast<size_t>(sChildCount(element));
+  size_t count = sChildCount(element, std::max(S_bigList, S_worthIt));
   if (count >= S_bigList) {
     ZYNAdmXmlElement stand = sBareCopy(element);
     stand.AddChild(ZYNAdmXmlElement(DString(S_SlotName)));
