@@ -164,6 +164,21 @@ TEST(ZYNAdmStreams, ReplacingFileSwapsInWholeFilesOnly) {
     EXPECT_EQ(0, cut.Close());
     EXPECT_FALSE(tree.Exists("f"));
   }
+  {  // a long file, handed to the device piece by piece while it is written, lands whole
+    ZYNTestTempTree tree;
+    std::string expected;
+    ZYNAdmReplacingFile output(tree.DPath("f"));
+    ASSERT_EQ(1, output.Open());
+    for (size_t piece : {size_t(1), size_t(700000), size_t(3), size_t(5000000), size_t(65536), size_t(6000000)}) {
+      std::string bytes(piece, 'a');
+      for (size_t i = 0; i < piece; ++i) bytes[i] = static_cast<char>('a' + (expected.size() + i) % 251);
+      expected += bytes;
+      EXPECT_EQ(static_cast<int>(piece),
+                output.Write(reinterpret_cast<unsigned char*>(&bytes[0]), static_cast<int>(piece)));
+    }
+    EXPECT_EQ(1, output.Close());
+    EXPECT_TRUE(tree.Read("f") == expected);
+  }
   {  // a link to a device is replaced too, never written through
     ZYNTestTempTree tree;
     tree.Link("/dev/null", "f");
