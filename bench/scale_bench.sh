@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # How generate and an intact check scale with cores, beside `find | xargs -0 -P<cores> rhash`:
 # each run limited by taskset to the first 1, 2, 4, ... CPUs, warm page cache, median wall
-# time of REPEAT runs. Prints one table: seconds, our ratio to rhash at the same cores, and
-# the speed-up over the first core count.
+# time of REPEAT runs, every core count and tool in turn within each repeat. Prints one
+# table: seconds, our ratio to rhash at the same cores, and the speed-up over the first
+# core count.
 #   bench/scale_bench.sh [MEDIA...]  small (100,000 files of 1-8 KiB, the default), large
 #                                    (2,048 of ~1 MiB), million (1,000,000 small, 4.6 GB)
 #   WORK=dir REPEAT=n CORES="1 2 4"  scratch folder (default build/peers-bench), repeats (3),
@@ -26,32 +27,43 @@ if [[ -z "$cores" ]]; then
 fi
 
 
-# median N COMMAND...: median wall seconds of REPEAT runs on the first N CPUs.
-median() {
-  local n="$1" times=()
+# once N COMMAND...: wall seconds of one run on the first N CPUs.
+once() {
+  local n="$1" start="$EPOCHREALTIME"
   shift
-  for ((i = 0; i < repeat; i++)); do
-    local start="$EPOCHREALTIME"
-    taskset -c "0-$((n - 1))" "$@" >/dev/null 2>&1
-    times+=("$(awk -v a="$start" -v b="$EPOCHREALTIME" 'BEGIN { printf "%.3f", b - a }')")
-  done
-  printf '%s\n' "${times[@]}" | sort -n | awk '{ t[NR] = $1 } END { print t[int((NR + 1) / 2)] }'
+  taskset -c "0-$((n - 1))" "$@" >/dev/null 2>&1
+  awk -v a="$start" -v b="$EPOCHREALTIME" 'BEGIN { printf "%.3f", b - a }'
 }
 
+# median TIMES...: the median of the wall times given.
+median() {
+  printf '%s\n' "$@" | sort -n | awk '{ t[NR] = $1 } END { print t[int((NR + 1) / 2)] }'
+}
+
+# Each repeat runs every core count and tool in turn, so that a burst of load on this
+# shared machine falls on all of them alike rather than on one core count's runs.
 run_media() {
   local name="$1" media="$work/$1/media/1" ref="$work/$1/scale-ref" one_gen="" one_check=""
   find "$media" -type f -print0 | xargs -0 cat >/dev/null
   rm -rf "$ref" && "$exe" -generate -quiet -CD1Path "$media" -refDir "$ref" >/dev/null
+  declare -A times
+  for ((i = 0; i < repeat; i++)); do
+    for n in $cores; do
+      times[$n r]+=" $(once "$n" sh -c "find '$media' -type f -print0 | xargs -0 -P$n -n 500 rhash --sha256 >/dev/null")"
+      rm -rf "$work/$1/scale-gen"
+      times[$n g]+=" $(once "$n" "$exe" -generate -quiet -CD1Path "$media" -refDir "$work/$1/scale-gen")"
+      times[$n c]+=" $(once "$n" "$exe" -quiet -CD1Path "$media" -refDir "$ref" -xml "$work/$1/scale-report.xml")"
+    done
+  done
   echo
   local first="${cores%% *}"
-  echo "$name, warm page cache:"
+  echo "$name, warm page cache, medians of $repeat runs taken in turn:"
   echo "| cores | rhash -P s | generate s | check s | generate/rhash | check/rhash | generate speed-up over $first | check speed-up over $first |"
   echo "|---|---|---|---|---|---|---|---|"
   for n in $cores; do
     local r g c
-    r="$(median "$n" sh -c "find '$media' -type f -print0 | xargs -0 -P$n -n 500 rhash --sha256 >/dev/null")"
-    g="$(median "$n" "$exe" -generate -quiet -CD1Path "$media" -refDir "$work/$1/scale-gen")"
-    c="$(median "$n" "$exe" -quiet -CD1Path "$media" -refDir "$ref" -xml "$work/$1/scale-report.xml")"
+    # shellcheck disable=SC2086
+    r="$(median ${times[$n r]})" g="$(median ${times[$n g]})" c="$(median ${times[$n c]})"
     [[ -z "$one_gen" ]] && one_gen="$g" one_check="$c"
     awk -v n="$n" -v r="$r" -v g="$g" -v c="$c" -v g1="$one_gen" -v c1="$one_check" 'BEGIN {
       printf "| %2d | %6.3f | %6.3f | %6.3f | %5.2fx | %5.2fx | %5.2fx | %5.2fx |\n",
