@@ -278,8 +278,12 @@ TEST(ZYNInsDigestPool, OneProcessorStartsNoWorker) {
     ChildResult r = RunChild(args, {"LANG=C", "ASAN_OPTIONS=detect_leaks=0", "QRTSysThreads", env});
     EXPECT_EQ(0, r.status) << r.out << r.err;
     std::string text = tree.Read("clones.log");
+    // A call another thread's output cut in two shows as "clone3(... <unfinished ...>" and
+    // "<... clone3 resumed>": only its start is counted.
     size_t count = 0;
-    for (size_t at = 0; (at = text.find("clone", at)) != std::string::npos; ++at) ++count;
+    for (char const* call : {"clone(", "clone3("}) {
+      for (size_t at = 0; (at = text.find(call, at)) != std::string::npos; ++at) ++count;
+    }
     return count;
   };
   ASSERT_EQ(0, RunZyn({"-generate", "-CD1Path", tree.Path("m/1")}).status);
