@@ -19,14 +19,19 @@ static bool sSameState(struct stat const& a, struct stat const& b) {
          a.st_ctim.tv_sec == b.st_ctim.tv_sec && a.st_ctim.tv_nsec == b.st_ctim.tv_nsec;
 }
 
+// The whole units of `unit` bytes (a power of two) within [start, start + length).
+static bool sWholeUnits(char* start, std::size_t length, std::size_t unit, std::uintptr_t& first, std::uintptr_t& end) {
+  first = (reinterpret_cast<std::uintptr_t>(start) + unit - 1) & ~(unit - 1);
+  end = (reinterpret_cast<std::uintptr_t>(start) + length) & ~(unit - 1);
+  return end > first;
+}
+
 // A reference of a million files is some 130 MB: in pages of 4 KiB, faulting its buffer
 // in costs more than reading it.
 static void sPreferHugePages(char* start, std::size_t length) {
-  std::size_t const S_huge = 2 << 20;
-  if (length < S_huge) return;
-  std::uintptr_t first = (reinterpret_cast<std::uintptr_t>(start) + S_huge - 1) & ~(S_huge - 1);
-  std::uintptr_t end = (reinterpret_cast<std::uintptr_t>(start) + length) & ~(S_huge - 1);
-  if (end > first) madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
+  std::uintptr_t first = 0, end = 0;
+  if (sWholeUnits(start, length, 2 << 20, first, end))
+    madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
 }
 
 // A file this long is read by ranges on every core: on one thread, faulting in the fresh
@@ -40,9 +45,8 @@ static std::size_t const S_range = 2 << 20;
 // elsewhere (the volume read ahead) waited for it.
 static void sPopulate(char* start, std::size_t length) {
   std::size_t const S_page = 4096;
-  std::uintptr_t first = (reinterpret_cast<std::uintptr_t>(start) + S_page - 1) & ~(S_page - 1);
-  std::uintptr_t end = (reinterpret_cast<std::uintptr_t>(start) + length) & ~(S_page - 1);
-  if (end <= first) return;
+  std::uintptr_t first = 0, end = 0;
+  if (!sWholeUnits(start, length, S_page, first, end)) return;
   QRTForEachRange("read whole", (end - first + S_range - 1) / S_range, 1, [first, end](size_t at, size_t stop) {
     std::uintptr_t to = std::min<std::uintptr_t>(end, first + stop * S_range);
     for (std::uintptr_t page = first + at * S_range; page < to; page += S_page) {

@@ -631,23 +631,22 @@ static void sCollectInPathOrder(SScanFolder& folder, std::vector<ZYNAdmXmlElemen
   }
   // Room for all at once: grown by doubling, a volume's list was allocated anew some
   // twenty times on the thread that settled its root.
+  // A first sub-folder's list that has the room is taken over whole.
   size_t total = sorted.size();
   for (SScanEntry* entry : order) total += entry->folder ? entry->folder->sorted.size() : 1;
-  bool first = true;
+  SScanFolder* first = order.empty() ? nullptr : order.front()->folder.get();
+  if (sorted.empty() && first != nullptr && first->sorted.capacity() >= total) {
+    sorted.swap(first->sorted);
+  } else {
+    sorted.reserve(total);
+  }
   for (SScanEntry* entry : order) {
-    bool takeOver = first && sorted.empty() && entry->folder && entry->folder->sorted.capacity() >= total;
-    if (first && !takeOver) sorted.reserve(total);
-    first = false;
     if (!entry->folder) {
       sorted.push_back(std::move(entry->element));
       continue;
     }
     std::vector<ZYNAdmXmlElement>& below = entry->folder->sorted;
-    if (takeOver) {
-      sorted.swap(below);
-    } else {
-      sorted.insert(sorted.end(), std::make_move_iterator(below.begin()), std::make_move_iterator(below.end()));
-    }
+    sorted.insert(sorted.end(), std::make_move_iterator(below.begin()), std::make_move_iterator(below.end()));
     below.clear();
   }
 }
