@@ -1,0 +1,81 @@
+// Feeds arbitrary bytes as the language table a run finds through QRTReffilesPath: read,
+// searched for the row of the environment and of a language, the locale of the row set
+// and its code page opened for file names, which then convert a name both ways.
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <string>
+
+#include "DStrings.h"
+#include "ZYNAdmCodePage.h"
+#include "ZYNResult.h"
+#include "ZYNSysCodePage.h"
+#include "ZYNSysNLSCore.h"
+
+namespace {
+// Plain bytes, not a string: the folder is removed at exit, after static objects are gone.
+char S_Folder[4096];
+
+std::string sTablePath() {
+  if (S_Folder[0] == '\0') {
+    char const* top = std::getenv("TMPDIR");
+    std::snprintf(S_Folder, sizeof S_Folder, "%s/zynfuzznls.XXXXXX", top != nullptr && *top != '\0' ? top : "/tmp");
+    if (mkdtemp(S_Folder) == nullptr) std::abort();
+    mkdir((std::string(S_Folder) + "/NLS").c_str(), 0700);
+    std::atexit([] { std::filesystem::remove_all(S_Folder); });
+    setenv("QRTReffilesPath", S_Folder, 1);
+    setenv("LANG", "en_US.UTF-8", 1);
+    // Made once, so that each environment decided below reaches it by its callback.
+    ZYNSysCodePage::GetEnvConverter();
+  }
+  return std::string(S_Folder) + "/NLS/SUPPLANG_K6";
+}
+
+void sConvertName() {
+  DString name = ZYNAdmCodePage::ConvertStrToUcs("caf\xC3\xA9-\xE9!/\x80\xFF");
+  char* back = ZYNAdmCodePage::ConvertUcsToStr(name);
+  ZYNAdmCodePage::FreeAndNull(back);
+}
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  std::string path = sTablePath();
+  FILE* file = std::fopen(path.c_str(), "wb");
+  if (file == nullptr) std::abort();
+  std::fwrite(data, 1, size, file);
+  std::fclose(file);
+
+  // The environment decided from this table, as at the start of a run.
+  DeInitNLSCore(0);
+  ZYNSysNLSEnv env = {};
+  GetEnvNLSDataA(&env);
+  sConvertName();
+
+  DStrings* languages = nullptr;
+  unsigned int count = 0;
+  GetSupportedLanguageList(languages, count);
+  delete languages;
+
+  ZYNSysNLSFilter all;
+  all.first.function = [](ZYNSysNLSEntry*, void*) { return 1; };
+  all.argument = nullptr;
+  int rows = 1;
+  ZYNSysNLSNode* row = nullptr;
+  if (GetNLSInformationA(all, 1, rows, &row) == ZYN_S_OK && row != nullptr) {
+    // Copied: a new decision drops the table the row points into.
+    std::string language = row->language != nullptr ? row->language : "";
+    int result = 0;
+    GetLocaleTypeFromCP(GetCodePageByLanguage(language.c_str(), &result));
+    // A language asked for by name, as a preferred language is.
+    InitNLSCore(language.c_str());
+    sConvertName();
+  }
+  delete row;
+  return 0;
+}
