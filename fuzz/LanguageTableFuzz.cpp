@@ -8,33 +8,28 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <string>
 
 #include "DStrings.h"
+#include "FuzzFolder.h"
 #include "ZYNAdmCodePage.h"
 #include "ZYNResult.h"
 #include "ZYNSysCodePage.h"
 #include "ZYNSysNLSCore.h"
 
 namespace {
-// Plain bytes, not a string: the folder is removed at exit, after static objects are gone.
-char S_Folder[4096];
-
 std::string sTablePath() {
-  if (S_Folder[0] == '\0') {
-    char const* top = std::getenv("TMPDIR");
-    std::snprintf(S_Folder, sizeof S_Folder, "%s/zynfuzznls.XXXXXX", top != nullptr && *top != '\0' ? top : "/tmp");
-    if (mkdtemp(S_Folder) == nullptr) std::abort();
-    mkdir((std::string(S_Folder) + "/NLS").c_str(), 0700);
-    std::atexit([] { std::filesystem::remove_all(S_Folder); });
-    setenv("QRTReffilesPath", S_Folder, 1);
+  static bool S_ready = false;
+  std::string folder = FuzzFolder("zynfuzznls");
+  if (!S_ready) {
+    mkdir((folder + "/NLS").c_str(), 0700);
+    setenv("QRTReffilesPath", folder.c_str(), 1);
     setenv("LANG", "en_US.UTF-8", 1);
     // Made once, so that each environment decided below reaches it by its callback.
     ZYNSysCodePage::GetEnvConverter();
+    S_ready = true;
   }
-  return std::string(S_Folder) + "/NLS/SUPPLANG_K6";
+  return folder + "/NLS/SUPPLANG_K6";
 }
 
 void sConvertName() {

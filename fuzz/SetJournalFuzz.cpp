@@ -10,26 +10,21 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 #include <vector>
 
+#include "FuzzFolder.h"
 #include "ZYNAdmSetJournal.h"
 
 namespace {
-// Plain bytes, not a string: the folder is removed at exit, after static objects are gone.
-char S_Folder[4096];
-
 std::string sFolder() {
-  if (S_Folder[0] == '\0') {
-    // Under $TMPDIR where given: a memory file system spares the disk a file per input.
-    char const* top = std::getenv("TMPDIR");
-    std::snprintf(S_Folder, sizeof S_Folder, "%s/zynfuzzjournal.XXXXXX", top != nullptr && *top != '\0' ? top : "/tmp");
-    if (mkdtemp(S_Folder) == nullptr) std::abort();
-    for (char const* sub : {"/1", "/1/0data", "/2", "/2/0data"}) mkdir((std::string(S_Folder) + sub).c_str(), 0700);
-    std::atexit([] { std::filesystem::remove_all(S_Folder); });
+  static bool S_ready = false;
+  std::string folder = FuzzFolder("zynfuzzjournal");
+  if (!S_ready) {
+    for (char const* sub : {"/1", "/1/0data", "/2", "/2/0data"}) mkdir((folder + sub).c_str(), 0700);
+    S_ready = true;
   }
-  return S_Folder;
+  return folder;
 }
 
 void sPut(std::string const& path, std::string const& text) {
