@@ -29,12 +29,15 @@ if [[ -z "$cores" ]]; then
 fi
 
 
+# since START: wall seconds from START (an $EPOCHREALTIME) to now.
+since() { awk -v a="$1" -v b="$EPOCHREALTIME" 'BEGIN { printf "%.3f", b - a }'; }
+
 # once N COMMAND...: wall seconds of one run on the first N CPUs.
 once() {
   local n="$1" start="$EPOCHREALTIME"
   shift
   taskset -c "0-$((n - 1))" "$@" >/dev/null 2>&1
-  awk -v a="$start" -v b="$EPOCHREALTIME" 'BEGIN { printf "%.3f", b - a }'
+  since "$start"
 }
 
 # sums N: wall seconds of N independent digests at once, one on each of the first N CPUs.
@@ -44,7 +47,7 @@ sums() {
     taskset -c "$cpu" sh -c 'head -c 536870912 /dev/zero | sha256sum' >/dev/null 2>&1 &
   done
   wait
-  awk -v a="$start" -v b="$EPOCHREALTIME" 'BEGIN { printf "%.3f", b - a }'
+  since "$start"
 }
 
 # median TIMES...: the median of the wall times given.

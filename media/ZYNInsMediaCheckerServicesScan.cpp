@@ -629,9 +629,9 @@ static void sCollectInPathOrder(SScanFolder& folder, std::vector<ZYNAdmXmlElemen
     folder.firstPath = order.front()->folder ? order.front()->folder->firstPath : order.front()->path;
     folder.lastPath = *last;
   }
-  // Room for all at once: grown by doubling, a volume's list was allocated anew some
-  // twenty times on the thread that settled its root.
-  // A first sub-folder's list that has the room is taken over whole.
+  // Room for all at once (grown by doubling, a volume's list was allocated anew some
+  // twenty times on the thread that settled its root): a first sub-folder's list that
+  // has the room is taken over whole, else the list is sized once.
   size_t total = sorted.size();
   for (SScanEntry* entry : order) total += entry->folder ? entry->folder->sorted.size() : 1;
   SScanFolder* first = order.empty() ? nullptr : order.front()->folder.get();

@@ -27,6 +27,7 @@ namespace {
 // by one thread.
 const size_t S_bigList = 4096;
 const size_t S_worthIt = 8192;
+static_assert(S_worthIt >= S_bigList, "a list counted up to S_worthIt is known to be long or not");
 const size_t S_rangeSize = 2048;
 const int S_maxDepth = 64;
 // Ranges written ahead of the digest, per worker: keeps the memory bounded.
@@ -62,7 +63,7 @@ ZYNAdmXmlElement sBareCopy(const ZYNAdmXmlElement& element) {
 ZYNAdmXmlElement sSkeleton(const ZYNAdmXmlElement& element, int depth, std::vector<const ZYNAdmXmlElement*>& lists,
                            size_t& cut) {
   if (element.IsEmpty() || depth > S_maxDepth) return element;
-  size_t count = sChildCount(element, std::max(S_bigList, S_worthIt));
+  size_t count = sChildCount(element, S_worthIt);
   if (count >= S_bigList) {
     ZYNAdmXmlElement stand = sBareCopy(element);
     stand.AddChild(ZYNAdmXmlElement(DString(S_SlotName)));
